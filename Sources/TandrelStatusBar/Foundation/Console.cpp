@@ -1,0 +1,28 @@
+#include "Foundation/Console.h"
+
+#include <cstdio>
+#include <string>
+
+namespace tandrel {
+
+void printLine(std::string_view text) {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string line;
+    line.reserve(text.size() + 1);
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x20 || byte == 0x7f) {
+            line += "\\x";
+            line += digits[byte >> 4U];
+            line += digits[byte & 0xfU];
+        } else {
+            line += character;
+        }
+    }
+    line += '\n';
+    // One call under the stream's own lock: two threads never share a line.
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace tandrel

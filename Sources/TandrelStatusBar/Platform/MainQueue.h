@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+
+namespace tandrel {
+
+/// Work for the main thread, from any thread.
+class MainQueue {
+public:
+    MainQueue() = default;
+    MainQueue(const MainQueue&) = delete;
+    MainQueue& operator=(const MainQueue&) = delete;
+    virtual ~MainQueue() = default;
+
+    /// Runs `action` on the main thread, later, in the order of the calls of each thread. Never
+    /// blocks beyond a short lock. The action must guard itself against what has gone meanwhile.
+    virtual void post(std::function<void()> action) = 0;
+};
+
+} // namespace tandrel

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Foundation/Handle.h"
+#include "Foundation/Published.h"
+#include "Platform/AudioInput.h"
+#include "Services/AudioDevice.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+namespace tandrel {
+
+class MainQueue;
+class MicrophonePermission;
+
+/// Why capture did not start; `what()` is for users.
+class AudioCaptureError : public std::runtime_error {
+public:
+    enum class Case { deviceSelectionFailed, formatCreationFailed, converterCreationFailed };
+
+    explicit AudioCaptureError(Case which);
+    [[nodiscard]] Case which() const { return which_; }
+
+private:
+    Case which_;
+};
+
+/// Records from the chosen device and hands on 16 kHz mono signed 16-bit PCM. Main thread, but for
+/// the buffers, which pass on the engine's tap thread.
+class AudioCaptureService {
+public:
+    /// Receives each converted buffer (frames x 2 bytes, little-endian) on the tap thread.
+    using AudioBufferHandler = std::function<void(std::vector<std::uint8_t>)>;
+
+    /// All three must outlive the service.
+    AudioCaptureService(AudioInput& audioInput, MicrophonePermission& permission,
+                        MainQueue& mainQueue);
+    ~AudioCaptureService();
+    AudioCaptureService(const AudioCaptureService&) = delete;
+    AudioCaptureService& operator=(const AudioCaptureService&) = delete;
+
+    Published<std::vector<AudioDevice>> availableDevices;
+    Published<std::optional<AudioDevice>> selectedDevice;
+    /// Level of the latest buffer, 0...1.
+    Published<float> audioLevel{0.0F};
+    Published<bool> isCapturing{false};
+    /// What befell the running capture; absent while all is well, cleared by start and stop.
+    Published<std::optional<CaptureFault>> captureFault;
+
+    /// Replaces the handler; a running capture uses it from the next buffer on.
+    void setOnAudioBuffer(AudioBufferHandler handler);
+
+    void refreshDevices();
+    [[nodiscard]] Handle requestMicrophonePermission(std::function<void(bool granted)> completion);
+    /// Starts or restarts capture. Throws `AudioCaptureError`, or the engine's own
+    /// `AudioEngineError` unchanged.
+    void startCapture(const AudioDevice& device);
+    void stopCapture();
+};
+
+} // namespace tandrel

@@ -1,0 +1,16 @@
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(nlohmann_json 3.11 REQUIRED)
+pkg_check_modules(SpeexDSP REQUIRED IMPORTED_TARGET speexdsp)
+pkg_check_modules(PulseAudio REQUIRED IMPORTED_TARGET libpulse)
+
+if(TANDREL_WITH_QT)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Core Network)
+    pkg_check_modules(Secret REQUIRED IMPORTED_TARGET libsecret-1)
+    # Debian's package comes without a description for pkg-config.
+    find_path(WSLAY_INCLUDE_DIR wslay/wslay.h REQUIRED)
+    find_library(WSLAY_LIBRARY wslay REQUIRED)
+    add_library(wslay INTERFACE IMPORTED)
+    target_include_directories(wslay INTERFACE ${WSLAY_INCLUDE_DIR})
+    target_link_libraries(wslay INTERFACE ${WSLAY_LIBRARY})
+endif()

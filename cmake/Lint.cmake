@@ -1,0 +1,25 @@
+# `format-check` fails on a file that clang-format would change, `format` changes it;
+# `tidy` runs clang-tidy on every source file of ours that is part of the build.
+find_program(CLANG_FORMAT_PROGRAM clang-format)
+find_program(RUN_CLANG_TIDY_PROGRAM NAMES run-clang-tidy run-clang-tidy-14)
+
+file(GLOB_RECURSE TANDREL_FORMATTED_FILES CONFIGURE_DEPENDS
+    ${CMAKE_SOURCE_DIR}/Sources/*.cpp ${CMAKE_SOURCE_DIR}/Sources/*.h
+    ${CMAKE_SOURCE_DIR}/Tools/*.cpp ${CMAKE_SOURCE_DIR}/Tools/*.h
+    ${CMAKE_SOURCE_DIR}/Tests/*.cpp ${CMAKE_SOURCE_DIR}/Tests/*.h
+    ${CMAKE_SOURCE_DIR}/Benchmarks/*.cpp ${CMAKE_SOURCE_DIR}/Benchmarks/*.h)
+
+if(CLANG_FORMAT_PROGRAM)
+    add_custom_target(format
+        COMMAND ${CLANG_FORMAT_PROGRAM} -i ${TANDREL_FORMATTED_FILES}
+        COMMENT "Formatting" VERBATIM)
+    add_custom_target(format-check
+        COMMAND ${CLANG_FORMAT_PROGRAM} --dry-run --Werror ${TANDREL_FORMATTED_FILES}
+        COMMENT "Checking the format" VERBATIM)
+endif()
+if(RUN_CLANG_TIDY_PROGRAM)
+    add_custom_target(tidy
+        COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
+            "${CMAKE_SOURCE_DIR}/(Sources|Tools)/.*\\.cpp$"
+        COMMENT "Running clang-tidy" VERBATIM)
+endif()

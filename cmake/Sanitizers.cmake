@@ -1,0 +1,12 @@
+set(TANDREL_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize= (address,undefined or thread)")
+option(TANDREL_COVERAGE "Build for line coverage" OFF)
+
+if(TANDREL_SANITIZE)
+    add_compile_options(-fsanitize=${TANDREL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${TANDREL_SANITIZE})
+    add_compile_definitions(TANDREL_SANITIZED=1)
+endif()
+if(TANDREL_COVERAGE)
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
