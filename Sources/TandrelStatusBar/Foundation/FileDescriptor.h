@@ -1,0 +1,40 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace tandrel {
+
+/// Owns a POSIX file descriptor; -1 is none.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int descriptor)
+        : descriptor_(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        if (this != &other) {
+            reset();
+            descriptor_ = std::exchange(other.descriptor_, -1);
+        }
+        return *this;
+    }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor() { reset(); }
+
+    [[nodiscard]] int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+
+    void reset() {
+        if (const int descriptor = std::exchange(descriptor_, -1); descriptor >= 0) {
+            ::close(descriptor);
+        }
+    }
+
+private:
+    int descriptor_ = -1;
+};
+
+} // namespace tandrel
