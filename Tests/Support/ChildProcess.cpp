@@ -1,5 +1,6 @@
 #include "Support/ChildProcess.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -53,9 +54,9 @@ StringArray environmentWith(const EnvironmentChanges& changes) {
     return StringArray(std::move(variables));
 }
 
-/// Starts a program whose standard output and errors are the given files.
-pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& changes, int output,
-            int errors) {
+/// Starts a program with the given files as its standard input (none: empty), output and errors.
+pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& changes, int input,
+            int output, int errors) {
     // All memory is had before the fork: another thread may hold the allocator's lock during it.
     const StringArray arguments(command);
     const StringArray environment = environmentWith(changes);
@@ -71,7 +72,7 @@ pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& c
     if (getppid() != parent) {
         _exit(127); // the parent went before the line above
     }
-    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(input >= 0 ? input : open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     execvpe(arguments.get()[0], arguments.get(), environment.get());
@@ -85,18 +86,45 @@ int toExitCode(int status) {
 } // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command,
-                           const EnvironmentChanges& environment,
-                           const std::filesystem::path& log) {
+                           const EnvironmentChanges& environment, const std::filesystem::path& log,
+                           Input input) {
     const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     if (file < 0) {
         giveUp(log.c_str());
     }
-    pid_ = spawn(command, environment, file, file);
+    std::array<int, 2> ends{-1, -1};
+    if (input == Input::pipe && pipe2(ends.data(), O_CLOEXEC) != 0) {
+        giveUp("pipe2");
+    }
+    pid_ = spawn(command, environment, ends[0], file, file);
     close(file);
+    if (ends[0] >= 0) {
+        close(ends[0]);
+        input_ = ends[1];
+    }
 }
 
 ChildProcess::~ChildProcess() {
+    closeInput();
     kill();
+}
+
+void ChildProcess::write(const std::string& text) {
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const auto count = ::write(input_, text.data() + written, text.size() - written);
+        if (count < 0) {
+            giveUp("write to a child");
+        }
+        written += static_cast<std::size_t>(count);
+    }
+}
+
+void ChildProcess::closeInput() {
+    if (input_ >= 0) {
+        close(input_);
+        input_ = -1;
+    }
 }
 
 bool ChildProcess::isRunning() {
@@ -140,7 +168,7 @@ ChildProcess::Output ChildProcess::run(const std::vector<std::string>& command,
     if (pipe2(ends, O_CLOEXEC) != 0) {
         giveUp("pipe2");
     }
-    const pid_t pid = spawn(command, environment, ends[1], STDERR_FILENO);
+    const pid_t pid = spawn(command, environment, -1, ends[1], STDERR_FILENO);
     close(ends[1]);
     Output output;
     char buffer[4096];

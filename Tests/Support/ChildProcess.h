@@ -17,10 +17,13 @@ using EnvironmentChanges = std::map<std::string, std::string>;
 /// kernel should the test itself die. Made on a thread that lives as long as the child is needed.
 class ChildProcess {
 public:
-    /// Starts `command`, found through PATH. Output and errors go to the end of `log`; the input is
-    /// empty. Aborts the test program when the system has no process left.
+    /// Where the program's input comes from: nowhere, or `write()`.
+    enum class Input { empty, pipe };
+
+    /// Starts `command`, found through PATH. Output and errors go to the end of `log`. Aborts the
+    /// test program when the system has no process left.
     ChildProcess(const std::vector<std::string>& command, const EnvironmentChanges& environment,
-                 const std::filesystem::path& log);
+                 const std::filesystem::path& log, Input input = Input::empty);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -31,6 +34,10 @@ public:
     /// Its exit code, 128 + the signal that ended it, or nothing when the limit passed first.
     [[nodiscard]] std::optional<int> waitForExit(std::chrono::milliseconds limit);
     void signal(int number);
+    /// Writes to the program's input, when that is a pipe.
+    void write(const std::string& text);
+    /// Ends the program's input.
+    void closeInput();
     /// Kills it (SIGKILL, which also ends a stopped process) and waits until it is gone.
     void kill();
 
@@ -44,6 +51,7 @@ public:
 
 private:
     pid_t pid_ = -1;
+    int input_ = -1;
     std::optional<int> exitCode_;
 };
 
