@@ -3,31 +3,20 @@
 #include "Foundation/Handle.h"
 #include "Foundation/Published.h"
 #include "Platform/AudioInput.h"
+#include "Services/AudioCaptureError.h"
 #include "Services/AudioDevice.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <vector>
 
 namespace tandrel {
 
+class CapturedBufferProcessor;
 class MainQueue;
 class MicrophonePermission;
-
-/// Why capture did not start; `what()` is for users.
-class AudioCaptureError : public std::runtime_error {
-public:
-    enum class Case { deviceSelectionFailed, formatCreationFailed, converterCreationFailed };
-
-    explicit AudioCaptureError(Case which);
-    [[nodiscard]] Case which() const { return which_; }
-
-private:
-    Case which_;
-};
 
 /// Records from the chosen device and hands on 16 kHz mono signed 16-bit PCM. Main thread, but for
 /// the buffers, which pass on the engine's tap thread.
@@ -60,6 +49,23 @@ public:
     /// `AudioEngineError` unchanged.
     void startCapture(const AudioDevice& device);
     void stopCapture();
+
+private:
+    void prepareEngine(AudioEngine& engine, const AudioDevice& device);
+    [[nodiscard]] AudioEngine::FaultHandler
+    makeFaultHandler(const std::shared_ptr<AudioEngine>& engine);
+    void publishFault(const CaptureFault& fault);
+
+    AudioInput& audioInput_;
+    MicrophonePermission& permission_;
+    MainQueue& mainQueue_;
+    /// Owned here alone; shared for the weak references of the tap.
+    std::shared_ptr<CapturedBufferProcessor> processor_;
+    /// Owned here alone; shared for the weak references of reports that are on their way.
+    std::shared_ptr<AudioEngine> audioEngine_;
+    /// Owns nothing: posted work refers to the service through it weakly. Last, so that it goes
+    /// first.
+    std::shared_ptr<AudioCaptureService> lifeline_;
 };
 
 } // namespace tandrel

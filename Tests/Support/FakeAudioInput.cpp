@@ -1,0 +1,180 @@
+#include "Support/FakeAudioInput.h"
+
+#include <utility>
+
+namespace tandrel::test {
+
+struct FakeAudioInput::EngineState {
+    // Held while the tap runs, so that nothing is under way once `stop()` has returned; recursive,
+    // so that a tap on the test's own thread may stop the engine.
+    std::recursive_mutex mutex;
+    AudioEngine::Tap tap;
+    AudioEngine::FaultHandler faultHandler;
+    std::uint32_t bufferFrames = 0;
+    bool started = false;
+};
+
+class FakeAudioInput::Engine : public AudioEngine {
+public:
+    Engine(const FakeAudioInput& script, int number, std::shared_ptr<EngineState> state)
+        : bindSucceeds_(script.bindSucceeds)
+        , inputFormat_(script.inputFormat)
+        , startError_(script.startError)
+        , calls_(script.calls_)
+        , prefix_(std::to_string(number) + ".")
+        , state_(std::move(state)) {}
+
+    ~Engine() override {
+        halt();
+        record("destroyed");
+    }
+
+    bool bindDevice(std::uint32_t id, const std::string& uid) override {
+        record("bindDevice(" + std::to_string(id) + ", " + uid + ")");
+        return bindSucceeds_;
+    }
+
+    AudioFormat inputFormat() const override {
+        record("inputFormat");
+        return inputFormat_;
+    }
+
+    void installTap(std::uint32_t bufferFrames, Tap tap) override {
+        record("installTap(" + std::to_string(bufferFrames) + ")");
+        const std::lock_guard lock(state_->mutex);
+        state_->bufferFrames = bufferFrames;
+        state_->tap = std::move(tap);
+    }
+
+    void removeTap() override {
+        record("removeTap");
+        const std::lock_guard lock(state_->mutex);
+        state_->bufferFrames = 0;
+        state_->tap = nullptr;
+    }
+
+    void setFaultHandler(FaultHandler handler) override {
+        record("setFaultHandler");
+        const std::lock_guard lock(state_->mutex);
+        state_->faultHandler = std::move(handler);
+    }
+
+    void start() override {
+        record("start");
+        if (startError_) {
+            throw AudioEngineError(*startError_);
+        }
+        const std::lock_guard lock(state_->mutex);
+        state_->started = true;
+    }
+
+    void stop() override {
+        record("stop");
+        halt();
+    }
+
+private:
+    void halt() {
+        const std::lock_guard lock(state_->mutex);
+        state_->started = false;
+    }
+
+    void record(const std::string& call) const { calls_->push_back(prefix_ + call); }
+
+    bool bindSucceeds_;
+    AudioFormat inputFormat_;
+    std::optional<std::string> startError_;
+    std::shared_ptr<std::vector<std::string>> calls_;
+    std::string prefix_;
+    std::shared_ptr<EngineState> state_;
+};
+
+FakeAudioInput::FakeAudioInput()
+    : calls_(std::make_shared<std::vector<std::string>>())
+    , newest_(std::make_shared<EngineState>()) {}
+
+FakeAudioInput::~FakeAudioInput() = default;
+
+std::optional<std::vector<InputDeviceFacts>> FakeAudioInput::devices() {
+    calls_->emplace_back("devices");
+    return deviceFacts;
+}
+
+std::unique_ptr<AudioEngine> FakeAudioInput::makeEngine() {
+    calls_->emplace_back("makeEngine");
+    auto state = std::make_shared<EngineState>();
+    auto engine = std::make_unique<Engine>(*this, ++engineCount_, state);
+    const std::lock_guard lock(mutex_);
+    newest_ = std::move(state);
+    return engine;
+}
+
+std::shared_ptr<FakeAudioInput::EngineState> FakeAudioInput::newest() const {
+    const std::lock_guard lock(mutex_);
+    return newest_;
+}
+
+InputDeviceFacts FakeAudioInput::microphone(std::uint32_t id, std::string name, std::string uid,
+                                            std::uint32_t channels) {
+    return {id, std::vector{channels}, std::move(name), std::move(uid)};
+}
+
+bool FakeAudioInput::isRunning() const {
+    const auto state = newest();
+    const std::lock_guard lock(state->mutex);
+    return state->started && state->tap;
+}
+
+std::uint32_t FakeAudioInput::requestedBufferFrames() const {
+    const auto state = newest();
+    const std::lock_guard lock(state->mutex);
+    return state->bufferFrames;
+}
+
+bool FakeAudioInput::push(std::span<const float> samples) {
+    return push(AudioBuffer{samples.data(), static_cast<std::uint32_t>(samples.size()),
+                            inputFormat.sampleRate});
+}
+
+bool FakeAudioInput::push(const AudioBuffer& buffer) {
+    const auto state = newest();
+    const std::lock_guard lock(state->mutex);
+    if (!state->started || !state->tap) {
+        return false;
+    }
+    // A copy: the call may end in the tap's removal.
+    const AudioEngine::Tap tap = state->tap;
+    tap(buffer);
+    return true;
+}
+
+bool FakeAudioInput::pushSilence(std::uint32_t frameLength) {
+    return push(std::vector<float>(frameLength));
+}
+
+AudioEngine::Tap FakeAudioInput::installedTap() const {
+    const auto state = newest();
+    const std::lock_guard lock(state->mutex);
+    return state->tap;
+}
+
+bool FakeAudioInput::reportFault(const CaptureFault& fault) {
+    const auto state = newest();
+    const std::lock_guard lock(state->mutex);
+    if (!state->started || !state->faultHandler) {
+        return false;
+    }
+    const AudioEngine::FaultHandler handler = std::exchange(state->faultHandler, nullptr);
+    handler(fault);
+    return true;
+}
+
+const std::vector<std::string>& FakeAudioInput::calls() const {
+    return *calls_;
+}
+
+void FakeAudioInput::clearCalls() {
+    calls_->clear();
+}
+
+} // namespace tandrel::test

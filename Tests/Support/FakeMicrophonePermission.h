@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Platform/MicrophonePermission.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tandrel::test {
+
+/// A permission that the test grants or refuses. Main thread.
+class FakeMicrophonePermission : public MicrophonePermission {
+public:
+    [[nodiscard]] AuthorizationStatus authorizationStatus() const override { return status; }
+    [[nodiscard]] Handle requestAccess(std::function<void(bool granted)> completion) override;
+
+    AuthorizationStatus status = AuthorizationStatus::authorized;
+
+    /// How often the user was asked.
+    [[nodiscard]] int requestCount() const { return requestCount_; }
+    /// Gives the user's answer to every question that is still open; how many there were.
+    int answer(bool granted);
+
+private:
+    using Completion = std::function<void(bool granted)>;
+    std::vector<std::weak_ptr<const Completion>> open_;
+    int requestCount_ = 0;
+};
+
+} // namespace tandrel::test
