@@ -1,0 +1,105 @@
+#include "DevBackend/StreamConnection.h"
+
+#include "DevBackend/MessageLog.h"
+
+#include <utility>
+
+namespace devbackend {
+
+namespace {
+
+constexpr quint64 maxMessageBytes = 1024 * 1024;
+
+} // namespace
+
+StreamConnection::StreamConnection(std::unique_ptr<QWebSocket> webSocket, QTcpSocket* tcp,
+                                   const StreamFault& fault)
+    : webSocket_(std::move(webSocket))
+    , tcp_(tcp)
+    , fault_(fault) {
+    webSocket_->setMaxAllowedIncomingMessageSize(maxMessageBytes);
+    connect(webSocket_.get(), &QWebSocket::binaryMessageReceived, this, &StreamConnection::receive);
+    // Comes with a close frame only: QWebSocket's close code says 1000 for a lost connection too.
+    connect(webSocket_.get(), &QWebSocket::aboutToClose, this,
+            [this] { hasClosingHandshake_ = true; });
+    connect(webSocket_.get(), &QWebSocket::disconnected, this, &StreamConnection::reportEnd);
+
+    age_.start();
+    if (fault_.action != StreamFault::Action::None) {
+        faultTimer_.setSingleShot(true);
+        connect(&faultTimer_, &QTimer::timeout, this, &StreamConnection::strikeWhenDue);
+        faultTimer_.start(fault_.afterTime);
+    }
+}
+
+void StreamConnection::receive(const QByteArray& message) {
+    const std::int64_t arrival = monotonicNanoseconds();
+    ++messages_;
+    Q_EMIT messageReceived(message, arrival);
+    strikeWhenDue();
+}
+
+void StreamConnection::strikeWhenDue() {
+    if (fault_.action == StreamFault::Action::None || messages_ < fault_.afterMessages ||
+        age_.elapsed() < fault_.afterTime.count()) {
+        return;
+    }
+    switch (std::exchange(fault_.action, StreamFault::Action::None)) {
+    case StreamFault::Action::Close:
+        close(fault_.closeCode);
+        break;
+    case StreamFault::Action::Reset:
+        reset();
+        break;
+    case StreamFault::Action::Pause:
+        pause();
+        break;
+    case StreamFault::Action::None:
+        break;
+    }
+}
+
+void StreamConnection::close(int code) {
+    resume();
+    ownCloseCode_ = code;
+    webSocket_->close(static_cast<QWebSocketProtocol::CloseCode>(code));
+}
+
+void StreamConnection::reset() {
+    if (tcp_ != nullptr) {
+        tcp_->blockSignals(false);
+        resetConnection(*tcp_);
+    }
+}
+
+void StreamConnection::pause() {
+    if (tcp_ != nullptr) {
+        // With a full small buffer Qt leaves the rest in the kernel; unsignalled, QWebSocket does
+        // not empty it.
+        tcp_->setReadBufferSize(1);
+        tcp_->blockSignals(true);
+    }
+}
+
+void StreamConnection::resume() {
+    if (tcp_ != nullptr && tcp_->signalsBlocked()) {
+        tcp_->setReadBufferSize(0);
+        tcp_->blockSignals(false);
+        Q_EMIT tcp_->readyRead();
+    }
+}
+
+void StreamConnection::reportEnd() {
+    if (std::exchange(hasEnded_, true)) {
+        return;
+    }
+    StreamEnd end;
+    if (ownCloseCode_) {
+        end = {.by = StreamEnd::By::Server, .code = *ownCloseCode_};
+    } else if (hasClosingHandshake_) {
+        end = {.by = StreamEnd::By::Client, .code = webSocket_->closeCode()};
+    }
+    Q_EMIT ended(end);
+}
+
+} // namespace devbackend
