@@ -1,0 +1,223 @@
+#include "Platform/PulseAudio/CaptureStream.h"
+
+#include <utility>
+
+namespace tandrel::pulse {
+
+namespace {
+
+constexpr std::chrono::milliseconds watchdogInterval{250};
+// Four whole intervals: reported 1.0 to 1.25 s after the last sample.
+constexpr int silentTicksAllowed = 4;
+// What the server keeps for us while we do not read. Its own limit is 4 MB, more than 20 s of
+// sound, which would then arrive as one late burst.
+constexpr std::uint32_t backlogSeconds = 2;
+
+pa_usec_t nextTick() {
+    return pa_rtclock_now() +
+           static_cast<pa_usec_t>(std::chrono::microseconds(watchdogInterval).count());
+}
+
+/// A stream callback that calls `method` of the object it is registered with.
+template <auto method>
+void forward(pa_stream*, void* object) {
+    (static_cast<CaptureStream*>(object)->*method)();
+}
+
+} // namespace
+
+Result<std::unique_ptr<CaptureStream>, Error>
+CaptureStream::open(std::shared_ptr<Connection> connection, const CaptureSettings& settings,
+                    SampleRing& ring, CaptureEvents events, Deadline deadline) {
+    std::unique_ptr<CaptureStream> stream(
+        new CaptureStream(std::move(connection), settings, ring, std::move(events)));
+    if (const auto error = stream->start(deadline)) {
+        return *error;
+    }
+    return stream;
+}
+
+CaptureStream::CaptureStream(std::shared_ptr<Connection> connection,
+                             const CaptureSettings& settings, SampleRing& ring,
+                             CaptureEvents events)
+    : connection_(std::move(connection))
+    , settings_(settings)
+    , ring_(ring)
+    , events_(std::move(events)) {
+    connection_->addStream();
+}
+
+CaptureStream::~CaptureStream() {
+    {
+        const LoopLock lock(connection_->loop());
+        muteQuery_.reset();
+        watchdog_.reset();
+        announceBuffer_.reset();
+        stream_.reset();
+    }
+    connection_->removeStream();
+}
+
+std::optional<Error> CaptureStream::start(Deadline deadline) {
+    const LoopLock lock(connection_->loop());
+    createEvents();
+    if (!createStream() || !requestRecording()) {
+        return connection_->lastError();
+    }
+    const auto isSettled = [this] {
+        const pa_stream_state_t state = pa_stream_get_state(stream_.get());
+        return state == PA_STREAM_READY || !PA_STREAM_IS_GOOD(state);
+    };
+    if (!connection_->waitUntil(deadline, isSettled)) {
+        return Error{PA_ERR_TIMEOUT};
+    }
+    if (pa_stream_get_state(stream_.get()) != PA_STREAM_READY) {
+        return connection_->lastError();
+    }
+    if (!recordsTheRightSource()) {
+        return Error{PA_ERR_NOENTITY};
+    }
+    checkMute();
+    return std::nullopt;
+}
+
+void CaptureStream::createEvents() {
+    pa_mainloop_api* const api = connection_->api();
+    announceBuffer_ = {api->defer_new(
+                           api,
+                           [](pa_mainloop_api*, pa_defer_event*, void* object) {
+                               static_cast<CaptureStream*>(object)->onBufferReady();
+                           },
+                           this),
+                       {api}};
+    api->defer_enable(announceBuffer_.get(), 0);
+    watchdog_ = {pa_context_rttime_new(
+                     connection_->context(), nextTick(),
+                     [](pa_mainloop_api*, pa_time_event*, const timeval*, void* object) {
+                         static_cast<CaptureStream*>(object)->onWatchdog();
+                     },
+                     this),
+                 {api}};
+}
+
+bool CaptureStream::createStream() {
+    stream_.reset(pa_stream_new(connection_->context(), "Microphone", &settings_.sampleSpec,
+                                &settings_.channelMap));
+    if (!stream_) {
+        return false;
+    }
+    pa_stream_set_state_callback(stream_.get(), forward<&CaptureStream::onStateChange>, this);
+    pa_stream_set_moved_callback(stream_.get(), forward<&CaptureStream::onMoved>, this);
+    pa_stream_set_read_callback(
+        stream_.get(),
+        [](pa_stream*, std::size_t, void* object) {
+            static_cast<CaptureStream*>(object)->onReadable();
+        },
+        this);
+    return true;
+}
+
+bool CaptureStream::requestRecording() {
+    const auto frameBytes = static_cast<std::uint32_t>(pa_frame_size(&settings_.sampleSpec));
+    constexpr auto serversChoice = static_cast<std::uint32_t>(-1);
+    pa_buffer_attr buffering;
+    buffering.maxlength = backlogSeconds * settings_.sampleSpec.rate * frameBytes;
+    buffering.tlength = serversChoice;
+    buffering.prebuf = serversChoice;
+    buffering.minreq = serversChoice;
+    // Half a buffer: a whole one would often miss its moment by a little and wait for the next.
+    buffering.fragsize = settings_.bufferFrames / 2 * frameBytes;
+    // Without ADJUST_LATENCY a source may deliver in bursts of 2 s. With DONT_MOVE the stream ends
+    // with its device, rather than recording another one.
+    const auto flags =
+        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    return pa_stream_connect_record(stream_.get(), settings_.sourceName.c_str(), &buffering,
+                                    flags) == 0;
+}
+
+bool CaptureStream::recordsTheRightSource() const {
+    const char* const name = pa_stream_get_device_name(stream_.get());
+    return name != nullptr && settings_.sourceName == name;
+}
+
+void CaptureStream::onStateChange() {
+    const pa_stream_state_t state = pa_stream_get_state(stream_.get());
+    if (state == PA_STREAM_READY) {
+        isOpen_ = recordsTheRightSource();
+    } else if (!PA_STREAM_IS_GOOD(state) && isOpen_) {
+        if (PA_CONTEXT_IS_GOOD(pa_context_get_state(connection_->context()))) {
+            report(CaptureFault::Kind::deviceLost, "The microphone was disconnected");
+        } else {
+            report(CaptureFault::Kind::serverLost, "The sound server stopped");
+        }
+    }
+    pa_threaded_mainloop_signal(connection_->loop(), 0);
+}
+
+void CaptureStream::onMoved() {
+    report(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
+}
+
+/// Real-time: copies, and nothing else that could wait. The consumer is woken after this has
+/// returned, from an event of its own.
+void CaptureStream::onReadable() noexcept {
+    const std::size_t channels = settings_.sampleSpec.channels;
+    const std::size_t frameBytes = channels * sizeof(float);
+    const void* data = nullptr;
+    std::size_t bytes = 0;
+    while (pa_stream_peek(stream_.get(), &data, &bytes) == 0 && bytes > 0) {
+        const std::size_t frames = bytes / frameBytes;
+        if (!isOpen_) {
+            // Not known to be the right source, or no longer.
+        } else if (data != nullptr) {
+            ring_.push(static_cast<const float*>(data), frames, channels);
+        } else {
+            // A hole, where the server lost sound: its length is kept.
+            ring_.pushSilence(frames);
+        }
+        framesReceived_ += frames;
+        pa_stream_drop(stream_.get());
+    }
+    if (ring_.size() >= settings_.bufferFrames) {
+        connection_->api()->defer_enable(announceBuffer_.get(), 1);
+    }
+}
+
+void CaptureStream::onBufferReady() {
+    connection_->api()->defer_enable(announceBuffer_.get(), 0);
+    events_.bufferReady();
+}
+
+/// Catches what no event tells, such as a session manager that died.
+void CaptureStream::onWatchdog() {
+    pa_context_rttime_restart(connection_->context(), watchdog_.get(), nextTick());
+    if (std::exchange(framesAtLastTick_, framesReceived_) != framesReceived_ || !isOpen_) {
+        silentTicks_ = 0;
+        return;
+    }
+    if (++silentTicks_ >= silentTicksAllowed) {
+        report(CaptureFault::Kind::stalled, pa_stream_is_suspended(stream_.get()) > 0
+                                                ? "The microphone was suspended"
+                                                : "No sound arrives from the microphone");
+    }
+}
+
+void CaptureStream::report(CaptureFault::Kind kind, std::string description) {
+    isOpen_ = false;
+    if (!std::exchange(isReported_, true)) {
+        events_.fault({kind, std::move(description)});
+    }
+}
+
+void CaptureStream::checkMute() {
+    muteQuery_.reset(pa_context_get_source_output_info(
+        connection_->context(), pa_stream_get_index(stream_.get()),
+        [](pa_context*, const pa_source_output_info* info, int, void* object) {
+            if (info != nullptr && info->mute != 0) {
+                static_cast<CaptureStream*>(object)->events_.muted();
+            }
+        },
+        this));
+}
+
+} // namespace tandrel::pulse

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "Platform/AudioInput.h"
+#include "Platform/PulseAudio/PulseConnection.h"
+#include "Platform/SampleRing.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tandrel::pulse {
+
+/// What to record, and how.
+struct CaptureSettings {
+    std::string sourceName;
+    /// 32-bit float samples at the granted rate, all of the source's own channels.
+    pa_sample_spec sampleSpec{};
+    pa_channel_map channelMap{};
+    /// Frames of a buffer worth waking the consumer for.
+    std::uint32_t bufferFrames = 0;
+};
+
+/// What a stream tells, on the loop's thread and outside the real-time callback. Neither may wait.
+struct CaptureEvents {
+    /// A whole buffer waits in the ring.
+    std::function<void()> bufferReady;
+    /// The capture is over; told at most once, and nothing reaches the ring any more.
+    std::function<void(CaptureFault)> fault;
+    /// The user has muted this recording in the mixer; the server remembers that for each program.
+    std::function<void()> muted;
+};
+
+/// A running recording of one source, and of no other: what arrives goes into a ring. Made and
+/// destroyed on the main thread.
+class CaptureStream {
+public:
+    /// Starts to record; `ring` must outlive the stream. Sound may come before this returns. Waits
+    /// for the server until the deadline.
+    [[nodiscard]] static Result<std::unique_ptr<CaptureStream>, Error>
+    open(std::shared_ptr<Connection> connection, const CaptureSettings& settings, SampleRing& ring,
+         CaptureEvents events, Deadline deadline);
+    /// Ends the recording without waiting for the server. Nothing is told any more.
+    ~CaptureStream();
+    CaptureStream(const CaptureStream&) = delete;
+    CaptureStream& operator=(const CaptureStream&) = delete;
+
+private:
+    CaptureStream(std::shared_ptr<Connection> connection, const CaptureSettings& settings,
+                  SampleRing& ring, CaptureEvents events);
+    [[nodiscard]] std::optional<Error> start(Deadline deadline);
+    [[nodiscard]] bool createStream();
+    [[nodiscard]] bool requestRecording();
+    void createEvents();
+    void checkMute();
+
+    // On the loop's thread.
+    void onStateChange();
+    void onReadable() noexcept;
+    void onMoved();
+    void onBufferReady();
+    void onWatchdog();
+    void report(CaptureFault::Kind kind, std::string description);
+
+    [[nodiscard]] bool recordsTheRightSource() const;
+
+    std::shared_ptr<Connection> connection_;
+    CaptureSettings settings_;
+    SampleRing& ring_;
+    CaptureEvents events_;
+
+    // All below is touched under the loop's lock only.
+    Stream stream_;
+    DeferEvent announceBuffer_;
+    TimeEvent watchdog_;
+    PendingOperation muteQuery_;
+    /// Whether samples are let through: from the moment the stream is known to record the right
+    /// source, until it no longer does.
+    bool isOpen_ = false;
+    bool isReported_ = false;
+    std::uint64_t framesReceived_ = 0;
+    std::uint64_t framesAtLastTick_ = 0;
+    int silentTicks_ = 0;
+};
+
+} // namespace tandrel::pulse
