@@ -1,10 +1,10 @@
 #include "Support/PrivateSoundServer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <ranges>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -304,9 +304,9 @@ void PrivateSoundServer::restart() {
 }
 
 void PrivateSoundServer::freeze() {
-    for (const auto& process : processes_ | std::views::reverse) {
-        process->signal(SIGSTOP);
-    }
+    // The one that clients talk to first.
+    std::for_each(processes_.rbegin(), processes_.rend(),
+                  [](const auto& process) { process->signal(SIGSTOP); });
 }
 
 void PrivateSoundServer::thaw() {
