@@ -48,7 +48,7 @@ StringArray environmentWith(const EnvironmentChanges& changes) {
     }
     for (const auto& [name, value] : changes) {
         if (!value.empty()) {
-            variables.push_back(name + '=' + value);
+            variables.push_back(std::string(name).append("=").append(value));
         }
     }
     return StringArray(std::move(variables));
@@ -57,9 +57,6 @@ StringArray environmentWith(const EnvironmentChanges& changes) {
 /// Starts a program with the given files as its standard input (none: empty), output and errors.
 pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& changes, int input,
             int output, int errors) {
-/// Starts a program whose standard output and errors are the given files.
-pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& changes, int output,
-            int errors) {
     // All memory is had before the fork: another thread may hold the allocator's lock during it.
     const StringArray arguments(command);
     const StringArray environment = environmentWith(changes);
@@ -76,7 +73,6 @@ pid_t spawn(const std::vector<std::string>& command, const EnvironmentChanges& c
         _exit(127); // the parent went before the line above
     }
     dup2(input >= 0 ? input : open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     execvpe(arguments.get()[0], arguments.get(), environment.get());
@@ -92,8 +88,6 @@ int toExitCode(int status) {
 ChildProcess::ChildProcess(const std::vector<std::string>& command,
                            const EnvironmentChanges& environment, const std::filesystem::path& log,
                            Input input) {
-                           const EnvironmentChanges& environment,
-                           const std::filesystem::path& log) {
     const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     if (file < 0) {
         giveUp(log.c_str());
@@ -131,14 +125,6 @@ void ChildProcess::closeInput() {
         close(input_);
         input_ = -1;
     }
-}
-
-    pid_ = spawn(command, environment, file, file);
-    close(file);
-}
-
-ChildProcess::~ChildProcess() {
-    kill();
 }
 
 bool ChildProcess::isRunning() {
@@ -183,7 +169,6 @@ ChildProcess::Output ChildProcess::run(const std::vector<std::string>& command,
         giveUp("pipe2");
     }
     const pid_t pid = spawn(command, environment, -1, ends[1], STDERR_FILENO);
-    const pid_t pid = spawn(command, environment, ends[1], STDERR_FILENO);
     close(ends[1]);
     Output output;
     char buffer[4096];

@@ -24,10 +24,6 @@ public:
     /// test program when the system has no process left.
     ChildProcess(const std::vector<std::string>& command, const EnvironmentChanges& environment,
                  const std::filesystem::path& log, Input input = Input::empty);
-    /// Starts `command`, found through PATH. Output and errors go to the end of `log`; the input is
-    /// empty. Aborts the test program when the system has no process left.
-    ChildProcess(const std::vector<std::string>& command, const EnvironmentChanges& environment,
-                 const std::filesystem::path& log);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
