@@ -1,17 +1,18 @@
 #pragma once
 
 #include "Foundation/Handle.h"
+#include "Foundation/Lifetime.h"
 #include "Foundation/Published.h"
+#include "Foundation/Result.h"
 #include "Models/AuthModels.h"
+#include "Services/APIClient.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
 namespace tandrel {
 
-class APIClient;
 class KeychainService;
 class UserDefaults;
 
@@ -25,24 +26,38 @@ public:
     AuthService& operator=(const AuthService&) = delete;
 
     Published<bool> isAuthenticated{false};
+    /// A sign-in is under way.
     Published<bool> isLoading{false};
     Published<std::optional<UserProfile>> user;
+    /// For the sign-in form.
     Published<std::optional<std::string>> error;
 
     /// Signs in. `done` comes when the outcome is published; destroying the handle ends the sign-in
     /// without one.
     [[nodiscard]] Handle login(std::string email, std::string password,
                                std::function<void()> done = {});
-    /// Restores the cached session, then validates it. `done` comes when both have ended.
-    [[nodiscard]] Handle restoreSession(std::function<void()> done = {});
-    /// Confirms the session with the backend; only a 401 signs out.
+    /// Restores the cached session, then validates it. `done` comes when both have ended: before
+    /// this returns, with a null handle, when there is no session to restore.
+    [[nodiscard]] Handle restoreSession(const std::function<void()>& done = {});
+    /// Confirms the session with the backend; only a 401 signs out. `done` comes when the outcome
+    /// is published.
     [[nodiscard]] Handle validateSession(std::function<void()> done = {});
     void logout();
 
 private:
+    void finishLogin(const Result<LoginResponse, PostError>& answer);
+    void finishValidation(const Result<UserProfile, APIError>& answer);
+    void handleUnauthorized();
+
+    void cacheUser(const UserProfile& profile);
+    [[nodiscard]] std::optional<UserProfile> loadCachedUser() const;
+    /// Removes all that is stored of the signed-in user.
+    void clearStores();
+
     APIClient& apiClient_;
     KeychainService& keychain_;
     UserDefaults& userDefaults_;
+    Lifetime lifetime_;
 };
 
 } // namespace tandrel

@@ -1,0 +1,97 @@
+#include "Views/MenuBarContentController.h"
+
+#include "Platform/Clock.h"
+#include "Services/AudioCaptureService.h"
+
+#include <chrono>
+#include <utility>
+
+namespace tandrel {
+
+namespace {
+
+constexpr std::chrono::seconds credentialTimeout(30);
+
+} // namespace
+
+MenuBarContentController::MenuBarContentController(const Environment& environment,
+                                                   CredentialLoader loadCredentials)
+    : environment_(environment)
+    , loadCredentials_(std::move(loadCredentials))
+    , authService_(environment.apiClient, environment.keychain, environment.userDefaults)
+    , sessionService_(environment.apiClient, environment.keychain, environment.clock)
+    , wsService_(std::make_shared<WebSocketService>(environment.apiClient, environment.streamSocket,
+                                                    environment.clock))
+    , authentication_(authService_.isAuthenticated.onChange(
+          [this](bool isAuthenticated) { authenticationChanged(isAuthenticated); })) {}
+
+MenuBarContentController::~MenuBarContentController() {
+    shutdown();
+}
+
+void MenuBarContentController::appear() {
+    if (hasInitialized_) {
+        return;
+    }
+    // Before any waiting: a second appearance during the restore does nothing.
+    hasInitialized_ = true;
+    const auto startUp = [this](Clock::Duration delay) {
+        startUp_ = environment_.clock.after(delay, [this] { restoreSession(); });
+    };
+    if (!loadCredentials_) {
+        startUp(Clock::Duration::zero());
+        return;
+    }
+    startUp(credentialTimeout);
+    credentialLoad_ = loadCredentials_([startUp] { startUp(Clock::Duration::zero()); });
+}
+
+void MenuBarContentController::restoreSession() {
+    credentialLoad_.reset();
+    restore_ = authService_.restoreSession([this] {
+        if (authService_.isAuthenticated.value()) {
+            sessionService_.startPolling();
+        }
+    });
+}
+
+void MenuBarContentController::authenticationChanged(bool isAuthenticated) {
+    if (isAuthenticated) {
+        sessionService_.startPolling();
+        createPanel();
+        return;
+    }
+    // The panel first, so that nothing it has under way sees, or outlives, the teardown.
+    destroyPanel();
+    sessionService_.stopPolling();
+    environment_.audioService.stopCapture();
+    wsService_->disconnect();
+}
+
+void MenuBarContentController::createPanel() {
+    streamingController_ = std::make_unique<StreamingController>(
+        authService_, sessionService_, environment_.audioService, wsService_, environment_.appState,
+        environment_.clock);
+    panel.set(streamingController_.get());
+}
+
+void MenuBarContentController::destroyPanel() {
+    panel.set(nullptr);
+    streamingController_.reset();
+}
+
+void MenuBarContentController::shutdown() {
+    hasInitialized_ = true;
+    authentication_.reset();
+    credentialLoad_.reset();
+    startUp_.reset();
+    restore_.reset();
+    destroyPanel();
+    sessionService_.stopPolling();
+    environment_.audioService.stopCapture();
+    // No buffer comes any more, so the socket's last user goes here, on the main thread.
+    environment_.audioService.setOnAudioBuffer(nullptr);
+    wsService_->disconnect();
+}
+
+} // namespace tandrel
