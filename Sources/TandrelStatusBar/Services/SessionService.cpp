@@ -1,13 +1,12 @@
 #include "Services/SessionService.h"
 
 #include "DebugLog.h"
+#include "Foundation/Precondition.h"
 #include "Platform/Clock.h"
 #include "Services/APIClient.h"
 #include "Services/KeychainService.h"
 
 #include <chrono>
-#include <cstdlib>
-#include <limits>
 #include <utility>
 
 namespace tandrel {
@@ -86,10 +85,7 @@ void SessionService::pollAfter(const std::shared_ptr<PollLoop>& loop, Clock::Dur
 }
 
 void SessionService::poll(const std::shared_ptr<PollLoop>& loop) {
-    if (pollCount_ == std::numeric_limits<std::int64_t>::max()) {
-        std::abort();
-    }
-    const std::string tag = "[poll] #" + std::to_string(++pollCount_);
+    const std::string tag = "[poll] #" + std::to_string(increment(pollCount_));
     if (state.value().kind() != SessionState::Kind::polling) {
         DebugLog::write(tag + " SKIP state=" + state.value().rendering());
         pollAfter(loop, pollInterval);

@@ -2,12 +2,12 @@
 
 #include "DebugLog.h"
 #include "Foundation/Console.h"
+#include "Foundation/Precondition.h"
 #include "Foundation/UrlSyntax.h"
 #include "Platform/Clock.h"
 #include "Services/APIClient.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -204,9 +204,7 @@ void WebSocketService::attemptReconnect() {
 
 void WebSocketService::sendAudioData(Bytes data) {
     const std::int64_t previous = audioSendCount_.fetch_add(1, std::memory_order_relaxed);
-    if (previous == std::numeric_limits<std::int64_t>::max()) {
-        std::abort();
-    }
+    precondition(previous < std::numeric_limits<std::int64_t>::max(), "too many audio buffers");
     const std::int64_t number = previous + 1;
     const bool isLogged = isLoggedSend(number);
     const Connection connection = currentConnection();

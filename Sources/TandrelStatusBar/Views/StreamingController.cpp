@@ -27,14 +27,7 @@ constexpr std::chrono::seconds durationTick(1);
 /// The error for the log: the case's name, or the engine's own words.
 std::string rendering(const std::exception& error) {
     if (const auto* capture = dynamic_cast<const AudioCaptureError*>(&error)) {
-        switch (capture->which()) {
-        case AudioCaptureError::Case::deviceSelectionFailed:
-            return "deviceSelectionFailed";
-        case AudioCaptureError::Case::formatCreationFailed:
-            return "formatCreationFailed";
-        case AudioCaptureError::Case::converterCreationFailed:
-            return "converterCreationFailed";
-        }
+        return capture->caseName();
     }
     return error.what();
 }
