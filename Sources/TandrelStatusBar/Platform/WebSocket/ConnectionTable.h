@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Platform/WebSocket/Connection.h"
+
+#include <QObject>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+namespace tandrel {
+
+/// Names one connection, for good: none is used twice.
+using ConnectionId = std::uint64_t;
+
+/// The connections of the network thread. Whoever means one names it, and finds nothing once it
+/// has ended: so a late word for an old connection never reaches its successor.
+class ConnectionTable : public QObject {
+    Q_OBJECT
+
+public:
+    ConnectionTable() = default;
+    ~ConnectionTable() override;
+    ConnectionTable(const ConnectionTable&) = delete;
+    ConnectionTable& operator=(const ConnectionTable&) = delete;
+
+    void open(ConnectionId id, ConnectionRequest request, std::shared_ptr<StreamChannel> channel);
+    /// Null once the connection has ended.
+    [[nodiscard]] Connection* find(ConnectionId id) const;
+
+private:
+    std::map<ConnectionId, std::unique_ptr<Connection, LaterDeleter>> connections_;
+};
+
+} // namespace tandrel

@@ -1,0 +1,165 @@
+#include "Platform/WebSocket/FrameCodec.h"
+
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace tandrel {
+
+namespace {
+
+FrameCodec& self(void* codec) {
+    return *static_cast<FrameCodec*>(codec);
+}
+
+/// 1012 to 1014 have been registered since RFC 6455; the library takes them for errors, although a
+/// server that restarts sends 1012.
+bool isLateRegisteredCode(int code) {
+    return code >= 1012 && code <= 1014;
+}
+
+} // namespace
+
+FrameCodec::FrameCodec(std::size_t messageLimit)
+    : messageLimit_(messageLimit) {
+    wslay_event_callbacks callbacks{};
+    callbacks.recv_callback = readInput;
+    callbacks.send_callback = writeOutput;
+    callbacks.genmask_callback = makeMask;
+    callbacks.on_frame_recv_start_callback = onFrameStart;
+    callbacks.on_frame_recv_chunk_callback = onFrameBytes;
+    callbacks.on_msg_recv_callback = onMessageEnd;
+    wslay_event_context* context = nullptr;
+    if (wslay_event_context_client_init(&context, &callbacks, this) != 0) {
+        throw std::bad_alloc();
+    }
+    context_.reset(context);
+    wslay_event_config_set_max_recv_msg_length(context, messageLimit);
+    // The library's own buffering costs some hundred bytes for each fragment, so that a message of
+    // one-byte fragments would take a hundred times its size.
+    wslay_event_config_set_no_buffering(context, 1);
+}
+
+FrameCodec::~FrameCodec() = default;
+
+std::vector<FrameCodec::Event> FrameCodec::receive(std::string_view bytes) {
+    input_ = bytes;
+    // A failure leaves reading disabled, which `isViolated()` shows.
+    (void)wslay_event_recv(context_.get());
+    input_ = {};
+    return std::exchange(events_, {});
+}
+
+void FrameCodec::queueBinary(std::span<const std::uint8_t> payload) {
+    queue(WSLAY_BINARY_FRAME, payload.data(), payload.size());
+}
+
+void FrameCodec::queuePing(std::string_view payload) {
+    std::vector<std::uint8_t> bytes(payload.begin(), payload.end());
+    queue(WSLAY_PING, bytes.data(), bytes.size());
+}
+
+void FrameCodec::queue(std::uint8_t opcode, const std::uint8_t* bytes, std::size_t size) {
+    const wslay_event_msg message{opcode, bytes, size};
+    // Refused only behind a close frame, where nothing may follow.
+    (void)wslay_event_queue_msg(context_.get(), &message);
+}
+
+void FrameCodec::queueClose(std::uint16_t code) {
+    (void)wslay_event_queue_close(context_.get(), code, nullptr, 0);
+}
+
+std::string FrameCodec::takeOutput() {
+    (void)wslay_event_send(context_.get());
+    return std::exchange(output_, {});
+}
+
+bool FrameCodec::isViolated() const {
+    return !closeReceived_ && wslay_event_get_read_enabled(context_.get()) == 0;
+}
+
+ssize_t FrameCodec::readInput(wslay_event_context* context, std::uint8_t* buffer, std::size_t size,
+                              int /*flags*/, void* codec) {
+    std::string_view& input = self(codec).input_;
+    if (input.empty()) {
+        wslay_event_set_error(context, WSLAY_ERR_WOULDBLOCK);
+        return -1;
+    }
+    const std::size_t count = std::min(size, input.size());
+    std::memcpy(buffer, input.data(), count);
+    input.remove_prefix(count);
+    return static_cast<ssize_t>(count);
+}
+
+ssize_t FrameCodec::writeOutput(wslay_event_context* /*context*/, const std::uint8_t* bytes,
+                                std::size_t size, int /*flags*/, void* codec) {
+    self(codec).output_.append(bytes, bytes + size);
+    return static_cast<ssize_t>(size);
+}
+
+int FrameCodec::makeMask(wslay_event_context* /*context*/, std::uint8_t* buffer, std::size_t size,
+                         void* /*codec*/) {
+    // Unpredictable, as RFC 6455, section 10.3, wants it.
+    QRandomGenerator* random = QRandomGenerator::system();
+    std::generate_n(buffer, size,
+                    [random] { return static_cast<std::uint8_t>(random->generate()); });
+    return 0;
+}
+
+void FrameCodec::onFrameStart(wslay_event_context* /*context*/,
+                              const wslay_event_on_frame_recv_start_arg* frame, void* codec) {
+    FrameCodec& that = self(codec);
+    that.frameOpcode_ = frame->opcode;
+    if (!wslay_is_ctrl_frame(frame->opcode) &&
+        frame->payload_length > that.messageLimit_ - that.message_.size()) {
+        that.refuseOversized();
+    }
+}
+
+void FrameCodec::onFrameBytes(wslay_event_context* /*context*/,
+                              const wslay_event_on_frame_recv_chunk_arg* chunk, void* codec) {
+    FrameCodec& that = self(codec);
+    if (that.isViolated()) {
+        return;
+    }
+    if (that.frameOpcode_ == WSLAY_CONNECTION_CLOSE) {
+        that.closePayload_.append(chunk->data, chunk->data + chunk->data_length);
+        if (that.closePayload_.size() >= 2) {
+            that.serverCloseCode_ = static_cast<unsigned char>(that.closePayload_[0]) * 256 +
+                                    static_cast<unsigned char>(that.closePayload_[1]);
+            that.closeReceived_ = isLateRegisteredCode(that.serverCloseCode_);
+        }
+    } else if (!wslay_is_ctrl_frame(that.frameOpcode_)) {
+        that.message_.append(chunk->data, chunk->data + chunk->data_length);
+    }
+}
+
+void FrameCodec::onMessageEnd(wslay_event_context* /*context*/,
+                              const wslay_event_on_msg_recv_arg* end, void* codec) {
+    FrameCodec& that = self(codec);
+    if (end->opcode == WSLAY_CONNECTION_CLOSE) {
+        that.closeReceived_ = true;
+        that.serverCloseCode_ = end->status_code;
+        return;
+    }
+    if (that.isViolated()) {
+        return;
+    }
+    if (end->opcode == WSLAY_PONG) {
+        that.events_.emplace_back(Pong{std::string(end->msg, end->msg + end->msg_length)});
+    } else if (end->opcode == WSLAY_TEXT_FRAME || end->opcode == WSLAY_BINARY_FRAME) {
+        const auto kind = end->opcode == WSLAY_TEXT_FRAME ? SocketMessage::Kind::text
+                                                          : SocketMessage::Kind::binary;
+        that.events_.emplace_back(SocketMessage{kind, std::exchange(that.message_, {})});
+    }
+}
+
+void FrameCodec::refuseOversized() {
+    queueClose(WSLAY_CODE_MESSAGE_TOO_BIG);
+    wslay_event_shutdown_read(context_.get());
+}
+
+} // namespace tandrel

@@ -1,0 +1,55 @@
+#include "Platform/WebSocket/NetworkThread.h"
+
+#include <QDeadlineTimer>
+#include <QString>
+
+#include <utility>
+
+namespace tandrel {
+
+namespace {
+
+/// The thread never waits for anything, but for the system's proxy settings.
+constexpr int endLimitMs = 1000;
+
+} // namespace
+
+void NetworkMailbox::post(Work work) {
+    const std::lock_guard lock(mutex_);
+    if (table_ != nullptr) {
+        QMetaObject::invokeMethod(
+            table_, [table = table_, work = std::move(work)] { work(*table); },
+            Qt::QueuedConnection);
+    }
+}
+
+void NetworkMailbox::close() {
+    const std::lock_guard lock(mutex_);
+    table_ = nullptr;
+}
+
+NetworkThread::NetworkThread()
+    : thread_(std::make_unique<QThread>())
+    , table_(std::make_unique<ConnectionTable>())
+    , mailbox_(std::make_shared<NetworkMailbox>(*table_)) {
+    thread_->setObjectName(QStringLiteral("network"));
+    table_->moveToThread(thread_.get());
+    thread_->start();
+}
+
+NetworkThread::~NetworkThread() {
+    // The table ends on its own thread, where its sockets and timers live.
+    mailbox_->post([thread = thread_.get(), table = table_.get()](ConnectionTable&) {
+        table->deleteLater();
+        QObject::connect(table, &QObject::destroyed, thread, &QThread::quit, Qt::DirectConnection);
+    });
+    (void)table_.release();
+    mailbox_->close();
+    if (!thread_->wait(QDeadlineTimer(endLimitMs))) {
+        // Stuck in the system: destroying a running QThread would abort the program, so it is left
+        // to the end of the process.
+        (void)thread_.release();
+    }
+}
+
+} // namespace tandrel

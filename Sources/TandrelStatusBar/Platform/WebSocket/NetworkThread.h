@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Platform/WebSocket/ConnectionTable.h"
+
+#include <QThread>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace tandrel {
+
+/// Takes work to the network thread, and drops it once the thread has gone. Any thread; shared, so
+/// that it may outlive the thread.
+class NetworkMailbox {
+public:
+    using Work = std::function<void(ConnectionTable&)>;
+
+    explicit NetworkMailbox(ConnectionTable& table)
+        : table_(&table) {}
+
+    /// Runs `work` on the network thread, later, in the order of the calls. Never blocks beyond a
+    /// short lock.
+    void post(Work work);
+    /// Drops everything from now on.
+    void close();
+
+private:
+    std::mutex mutex_;
+    ConnectionTable* table_;
+};
+
+/// The thread on which all connections live, so that a busy interface never delays audio. Created
+/// and destroyed on the main thread; the destructor drops what is still open, in bounded time.
+class NetworkThread {
+public:
+    NetworkThread();
+    ~NetworkThread();
+    NetworkThread(const NetworkThread&) = delete;
+    NetworkThread& operator=(const NetworkThread&) = delete;
+
+    [[nodiscard]] const std::shared_ptr<NetworkMailbox>& mailbox() const { return mailbox_; }
+
+private:
+    std::unique_ptr<QThread> thread_;
+    std::unique_ptr<ConnectionTable> table_;
+    std::shared_ptr<NetworkMailbox> mailbox_;
+};
+
+} // namespace tandrel

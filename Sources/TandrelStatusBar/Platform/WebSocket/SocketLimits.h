@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace tandrel {
+
+/// The bounds in time and memory of one WebSocket connection. Tests shorten them.
+struct SocketLimits {
+    /// From `resume()` to the pong; later pings get the same time, from the ping on.
+    std::chrono::milliseconds openToPong{9000};
+    /// From our close frame to the server's echo, then the connection is cut.
+    std::chrono::milliseconds closingHandshake{1000};
+    /// The oldest message that waits for the socket; an older one means that the server is stuck.
+    std::chrono::milliseconds oldestWaiting{8000};
+    /// Messages that wait for the socket, with their bookkeeping.
+    std::size_t waitingBytes = 400'000;
+    /// A message is handed to the socket only while less than this waits in it, so that what is
+    /// under way stays small and the age of the oldest waiting message tells the truth.
+    std::size_t socketBacklogBytes = 8 * 1024;
+    /// Head start of one address over the next (RFC 8305, section 5).
+    std::chrono::milliseconds nextAddress{250};
+    /// Sent data without an acknowledgement, where the system has such a limit.
+    std::chrono::milliseconds unacknowledged{10'000};
+    int kernelSendBufferBytes = 32 * 1024;
+    /// One incoming message.
+    std::size_t messageBytes = 1024 * 1024;
+    /// Status line and headers of the reply to the upgrade request.
+    std::size_t upgradeReplyBytes = 16 * 1024;
+    /// Incoming messages that nobody has asked for yet; beyond, reading stops.
+    std::size_t undeliveredBytes = 256 * 1024;
+};
+
+} // namespace tandrel
