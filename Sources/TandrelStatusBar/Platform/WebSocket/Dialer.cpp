@@ -14,7 +14,7 @@ namespace tandrel {
 namespace {
 
 /// What Qt keeps for us, unread: enough for a TLS record, and little to hold while reading stops.
-constexpr qint64 readBufferBytes = 32 * 1024;
+constexpr qint64 readBufferBytes = qint64{32} * 1024;
 
 SocketPointer makeSocket(bool secure) {
     SocketPointer socket(secure ? new QSslSocket : new QTcpSocket);

@@ -17,18 +17,18 @@ struct SocketLimits {
     std::size_t waitingBytes = 400'000;
     /// A message is handed to the socket only while less than this waits in it, so that what is
     /// under way stays small and the age of the oldest waiting message tells the truth.
-    std::size_t socketBacklogBytes = 8 * 1024;
+    std::size_t socketBacklogBytes = 8'192;
     /// Head start of one address over the next (RFC 8305, section 5).
     std::chrono::milliseconds nextAddress{250};
     /// Sent data without an acknowledgement, where the system has such a limit.
     std::chrono::milliseconds unacknowledged{10'000};
-    int kernelSendBufferBytes = 32 * 1024;
+    int kernelSendBufferBytes = 32'768;
     /// One incoming message.
-    std::size_t messageBytes = 1024 * 1024;
+    std::size_t messageBytes = 1'048'576;
     /// Status line and headers of the reply to the upgrade request.
-    std::size_t upgradeReplyBytes = 16 * 1024;
+    std::size_t upgradeReplyBytes = 16'384;
     /// Incoming messages that nobody has asked for yet; beyond, reading stops.
-    std::size_t undeliveredBytes = 256 * 1024;
+    std::size_t undeliveredBytes = 262'144;
 };
 
 } // namespace tandrel

@@ -1,0 +1,115 @@
+#include "Support/WebSocket/ScriptedServer.h"
+
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstdlib>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <openssl/ssl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tandrel::test {
+
+namespace {
+
+void require(bool condition, const char* what) {
+    if (!condition) {
+        std::perror(what);
+        std::abort();
+    }
+}
+
+ssl_ctx_st* makeTls(const TestCertificates::Identity& identity) {
+    SSL_CTX* context = SSL_CTX_new(TLS_server_method());
+    require(context != nullptr, "SSL_CTX_new");
+    require(SSL_CTX_use_certificate_chain_file(context, identity.certificate.c_str()) == 1,
+            "certificate");
+    require(SSL_CTX_use_PrivateKey_file(context, identity.key.c_str(), SSL_FILETYPE_PEM) == 1,
+            "key");
+    SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE);
+    return context;
+}
+
+} // namespace
+
+ScriptedServer::ScriptedServer(Script script)
+    : ScriptedServer(std::move(script), Options()) {}
+
+ScriptedServer::ScriptedServer(Script script, Options options)
+    : script_(std::move(script))
+    , options_(std::move(options)) {
+    if (options_.identity) {
+        tls_ = makeTls(*options_.identity);
+    }
+    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    require(listener_ >= 0, "socket");
+    const int one = 1;
+    ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    if (options_.receiveBuffer > 0) {
+        ::setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &options_.receiveBuffer,
+                     sizeof options_.receiveBuffer);
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(options_.port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    require(::bind(listener_, generic, size) == 0, "bind");
+    require(::listen(listener_, 64) == 0, "listen");
+    require(::getsockname(listener_, generic, &size) == 0, "getsockname");
+    port_ = ntohs(address.sin_port);
+    accepting_ = std::thread([this] { acceptConnections(); });
+}
+
+ScriptedServer::~ScriptedServer() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    ::shutdown(listener_, SHUT_RDWR);
+    accepting_.join();
+    for (Served& served : served_) {
+        served.peer->stop();
+        served.thread.join();
+    }
+    ::close(listener_);
+    if (tls_ != nullptr) {
+        SSL_CTX_free(tls_);
+    }
+}
+
+std::string ScriptedServer::url(const std::string& target) const {
+    const std::string origin = tls_ != nullptr ? "wss://localhost:" : "ws://127.0.0.1:";
+    return origin + std::to_string(port_) + target;
+}
+
+void ScriptedServer::acceptConnections() {
+    for (;;) {
+        const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const std::lock_guard lock(mutex_);
+        if (descriptor < 0 || stopping_) {
+            if (descriptor >= 0) {
+                ::close(descriptor);
+            }
+            return;
+        }
+        const int one = 1;
+        ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        Served& served = served_.emplace_back();
+        served.peer = std::make_shared<Peer>(descriptor, tls_);
+        served.thread = std::thread([this, peer = served.peer] { serve(*peer); });
+    }
+}
+
+void ScriptedServer::serve(Peer& peer) {
+    if (peer.accept()) {
+        script_(peer);
+    }
+    // The end of the script is the end of the connection, and without more ado.
+    peer.close();
+}
+
+} // namespace tandrel::test
