@@ -24,10 +24,13 @@ StreamConnection::StreamConnection(std::unique_ptr<QWebSocket> webSocket, QTcpSo
             [this] { hasClosingHandshake_ = true; });
     connect(webSocket_.get(), &QWebSocket::disconnected, this, &StreamConnection::reportEnd);
 
-    age_.start();
     if (fault_.action != StreamFault::Action::None) {
         faultTimer_.setSingleShot(true);
-        connect(&faultTimer_, &QTimer::timeout, this, &StreamConnection::strikeWhenDue);
+        faultTimer_.setTimerType(Qt::PreciseTimer);
+        connect(&faultTimer_, &QTimer::timeout, this, [this] {
+            isOldEnough_ = true;
+            strikeWhenDue();
+        });
         faultTimer_.start(fault_.afterTime);
     }
 }
@@ -41,7 +44,7 @@ void StreamConnection::receive(const QByteArray& message) {
 
 void StreamConnection::strikeWhenDue() {
     if (fault_.action == StreamFault::Action::None || messages_ < fault_.afterMessages ||
-        age_.elapsed() < fault_.afterTime.count()) {
+        !isOldEnough_) {
         return;
     }
     switch (std::exchange(fault_.action, StreamFault::Action::None)) {
@@ -68,6 +71,7 @@ void StreamConnection::close(int code) {
 void StreamConnection::reset() {
     if (tcp_ != nullptr) {
         tcp_->blockSignals(false);
+        wasReset_ = true;
         resetConnection(*tcp_);
     }
 }
@@ -96,7 +100,7 @@ void StreamConnection::reportEnd() {
     StreamEnd end;
     if (ownCloseCode_) {
         end = {.by = StreamEnd::By::Server, .code = *ownCloseCode_};
-    } else if (hasClosingHandshake_) {
+    } else if (hasClosingHandshake_ && !wasReset_) {
         end = {.by = StreamEnd::By::Client, .code = webSocket_->closeCode()};
     }
     Q_EMIT ended(end);

@@ -2,7 +2,6 @@
 
 #include "DevBackend/Faults.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QTcpSocket>
@@ -57,10 +56,12 @@ private:
     QPointer<QTcpSocket> tcp_;
     StreamFault fault_;
     QTimer faultTimer_;
-    QElapsedTimer age_;
+    /// The connection is as old as the fault wants it.
+    bool isOldEnough_ = false;
     std::uint64_t messages_ = 0;
     std::optional<int> ownCloseCode_;
     bool hasClosingHandshake_ = false;
+    bool wasReset_ = false;
     bool hasEnded_ = false;
 };
 
