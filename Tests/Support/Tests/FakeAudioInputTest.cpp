@@ -1,0 +1,86 @@
+#include "Support/FakeAudioInput.h"
+
+#include "Support/FakeMicrophonePermission.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+#include <vector>
+
+namespace tandrel::test {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(FakeAudioInput, DeliversOnlyWhileTheEngineRunsWithATap) {
+    FakeAudioInput input;
+    std::vector<std::uint32_t> lengths;
+    EXPECT_FALSE(input.pushSilence(10));
+
+    const auto engine = input.makeEngine();
+    engine->installTap(1024, [&](const AudioBuffer& buffer) {
+        lengths.push_back(buffer.frameLength);
+        EXPECT_EQ(buffer.sampleRate, 48000);
+    });
+    EXPECT_EQ(input.requestedBufferFrames(), 1024U);
+    EXPECT_FALSE(input.pushSilence(11));
+    engine->start();
+    EXPECT_TRUE(input.pushSilence(12));
+    engine->stop();
+    EXPECT_FALSE(input.pushSilence(13));
+    engine->start();
+    engine->removeTap();
+    EXPECT_FALSE(input.pushSilence(14));
+    EXPECT_THAT(lengths, ElementsAre(12U));
+}
+
+TEST(FakeAudioInput, ReportsAFaultOncePerHandlerAndOnlyWhileRunning) {
+    FakeAudioInput input;
+    const CaptureFault fault{CaptureFault::Kind::stalled, "nothing came"};
+    int faults = 0;
+    auto engine = input.makeEngine();
+    engine->setFaultHandler([&](const CaptureFault& reported) {
+        EXPECT_EQ(reported.description, "nothing came");
+        ++faults;
+    });
+    EXPECT_FALSE(input.reportFault(fault));
+    engine->start();
+    EXPECT_TRUE(input.reportFault(fault));
+    EXPECT_FALSE(input.reportFault(fault));
+    EXPECT_EQ(faults, 1);
+
+    engine->setFaultHandler([&](const CaptureFault&) { ++faults; });
+    engine.reset();
+    EXPECT_FALSE(input.reportFault(fault));
+    EXPECT_EQ(faults, 1);
+}
+
+TEST(FakeAudioInput, FailsAsScripted) {
+    FakeAudioInput input;
+    input.bindSucceeds = false;
+    input.startError = "Access denied";
+    const auto engine = input.makeEngine();
+    EXPECT_FALSE(engine->bindDevice(1, "usb"));
+    EXPECT_THROW(engine->start(), AudioEngineError);
+    EXPECT_FALSE(input.isRunning());
+    input.deviceFacts.reset();
+    EXPECT_EQ(input.devices(), std::nullopt);
+    EXPECT_THAT(input.calls(),
+                ElementsAre("makeEngine", "1.bindDevice(1, usb)", "1.start", "devices"));
+}
+
+TEST(FakeMicrophonePermission, AnswersEveryOpenQuestionOnce) {
+    FakeMicrophonePermission permission;
+    std::vector<bool> answers;
+    const Handle first =
+        permission.requestAccess([&](bool granted) { answers.push_back(granted); });
+    Handle second = permission.requestAccess([&](bool granted) { answers.push_back(granted); });
+    second.reset();
+    EXPECT_EQ(permission.requestCount(), 2);
+    EXPECT_EQ(permission.answer(true), 1);
+    EXPECT_EQ(permission.answer(true), 0);
+    EXPECT_THAT(answers, ElementsAre(true));
+}
+
+} // namespace
+} // namespace tandrel::test
