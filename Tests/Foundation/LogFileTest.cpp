@@ -227,6 +227,7 @@ TEST_F(LogFileTest, ConcurrentThreadsNeitherTearNorLoseALine) {
     static constexpr int linesPerWriter = 1000;
     LogFile log(path_);
     std::vector<std::thread> threads;
+    threads.reserve(writers);
     for (int writer = 0; writer < writers; ++writer) {
         threads.emplace_back([&log, writer] { writeLines(log, writer, linesPerWriter); });
     }

@@ -36,6 +36,7 @@ TEST(SerialWorker, TakesJobsFromSeveralThreadsAndFromItsOwn) {
     SerialWorker worker;
     int count = 0; // touched on the worker's thread only
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int index = 0; index < 3; ++index) {
         threads.emplace_back([&] {
             for (int number = 0; number < perThread; ++number) {

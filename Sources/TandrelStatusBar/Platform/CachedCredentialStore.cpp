@@ -13,23 +13,16 @@ namespace tandrel {
 
 namespace {
 
-/// The completion of a load, silenced by destroying this object on the main thread.
+using Completion = std::function<void()>;
+
+/// Owns the completion of a load: destroyed on the main thread, it silences it.
 class Load : public Operation {
 public:
-    explicit Load(std::function<void()> completion)
-        : completion_(std::make_shared<std::function<void()>>(std::move(completion))) {}
-
-    /// Calls the completion unless the operation has gone. Main thread.
-    [[nodiscard]] std::function<void()> notification() const {
-        return [weak = std::weak_ptr(completion_)] {
-            if (const auto completion = weak.lock()) {
-                (*completion)();
-            }
-        };
-    }
+    explicit Load(std::shared_ptr<Completion> completion)
+        : completion_(std::move(completion)) {}
 
 private:
-    std::shared_ptr<std::function<void()>> completion_;
+    std::shared_ptr<Completion> completion_;
 };
 
 } // namespace
@@ -124,15 +117,18 @@ CredentialStatus CachedCredentialStore::remove(std::string_view service, std::st
 
 Handle CachedCredentialStore::load(std::vector<CredentialKey> keys,
                                    std::function<void()> completion) {
-    auto operation = std::make_unique<Load>(std::move(completion));
-    worker_.post([shared = shared_, keys = std::move(keys),
-                  notification = operation->notification()]() mutable {
+    auto owned = std::make_shared<Completion>(std::move(completion));
+    worker_.post([shared = shared_, keys = std::move(keys), weak = std::weak_ptr(owned)] {
         for (const CredentialKey& key : keys) {
             shared->read(key);
         }
-        shared->postToMain(std::move(notification));
+        shared->postToMain([weak] {
+            if (const auto held = weak.lock()) {
+                (*held)();
+            }
+        });
     });
-    return operation;
+    return std::make_unique<Load>(std::move(owned));
 }
 
 bool CachedCredentialStore::flush(std::chrono::milliseconds limit) {

@@ -5,10 +5,10 @@
 #include "Platform/CredentialStore.h"
 
 #include <chrono>
-#include <compare>
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace tandrel {
@@ -20,7 +20,9 @@ struct CredentialKey {
     std::string service;
     std::string account;
 
-    friend auto operator<=>(const CredentialKey&, const CredentialKey&) = default;
+    friend bool operator<(const CredentialKey& left, const CredentialKey& right) {
+        return std::tie(left.service, left.account) < std::tie(right.service, right.account);
+    }
 };
 
 /// A credential store that answers from a copy in memory, at once, and passes writes and deletes in

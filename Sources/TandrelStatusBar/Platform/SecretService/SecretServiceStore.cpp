@@ -1,0 +1,279 @@
+#include "Platform/SecretService/SecretServiceStore.h"
+
+#include "Foundation/Utf8.h"
+#include "Platform/SecretService/GLibPointers.h"
+
+#include <libsecret/secret.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tandrel {
+
+namespace {
+
+using glib::ObjectPointer;
+using std::chrono::steady_clock;
+
+/// After a prompt was dismissed none comes for this long. Signing in is six operations in a row,
+/// which would otherwise ask six times.
+constexpr std::chrono::seconds quietAfterDismissal{10};
+
+/// The schema's name is stored with an item but not searched for: an item with our two attributes
+/// is ours, whichever tool wrote it, and is replaced instead of doubled.
+const SecretSchema* schema() {
+    static const SecretSchema value = [] {
+        SecretSchema made{};
+        made.name = "com.quorvane.Tandrel";
+        made.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+        made.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        made.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        return made;
+    }();
+    return &value;
+}
+
+/// The attributes that an item is found by.
+class Attributes {
+public:
+    Attributes(std::string_view service, std::string_view account)
+        : table_(secret_attributes_build(schema(), "service", std::string(service).c_str(),
+                                         "account", std::string(account).c_str(), nullptr)) {}
+
+    [[nodiscard]] GHashTable* get() const { return table_.get(); }
+
+private:
+    struct Unref {
+        void operator()(GHashTable* table) const { g_hash_table_unref(table); }
+    };
+    std::unique_ptr<GHashTable, Unref> table_;
+};
+
+struct ValueUnref {
+    void operator()(SecretValue* value) const { secret_value_unref(value); }
+};
+/// libsecret keeps the bytes in memory that is not swapped out, and wipes them when it goes.
+using ValuePointer = std::unique_ptr<SecretValue, ValueUnref>;
+
+using Items = std::vector<ObjectPointer<SecretItem>>;
+
+/// What an operation came to; nothing means that it failed with an error.
+using Outcome = std::optional<CredentialStatus>;
+
+} // namespace
+
+/// The connection to the Secret Service, made when first needed and anew after a failure.
+class SecretServiceStore::Keyring {
+public:
+    using Operation = std::function<Outcome(SecretService&, glib::Error&)>;
+
+    /// Runs `operation`; once more when a connection that stood from earlier turns out to be dead,
+    /// as after a restart of the keyring's daemon.
+    CredentialStatus run(const Operation& operation) {
+        const ContextScope scope(context_.get());
+        const bool hadService = service_ != nullptr;
+        Outcome outcome = attempt(operation);
+        if (!outcome && hadService && !timedOut_) {
+            outcome = attempt(operation);
+        }
+        return outcome.value_or(CredentialStatus::unavailable);
+    }
+
+    static std::optional<Items> search(SecretService& service, const Attributes& attributes,
+                                       glib::Error& error) {
+        GList* found = secret_service_search_sync(&service, schema(), attributes.get(),
+                                                  SECRET_SEARCH_ALL, nullptr, error.out());
+        Items items;
+        for (const GList* node = found; node != nullptr; node = node->next) {
+            items.emplace_back(static_cast<SecretItem*>(node->data));
+        }
+        g_list_free(found);
+        return error.isSet() ? std::nullopt : std::optional(std::move(items));
+    }
+
+    /// Unlocks a collection or an item, which asks the user; whether it is unlocked now.
+    bool unlock(SecretService& service, gpointer object, glib::Error& error) {
+        if (steady_clock::now() < quietUntil_) {
+            return false;
+        }
+        GList objects{object, nullptr, nullptr};
+        if (secret_service_unlock_sync(&service, &objects, nullptr, nullptr, error.out()) > 0) {
+            return true;
+        }
+        quietUntil_ = steady_clock::now() + quietAfterDismissal;
+        return false;
+    }
+
+    /// Where new items go. `missing`: the service makes one while it stores the first item, and
+    /// asks the user for a password. `refused`: locked, or missing just after a dismissed prompt.
+    enum class DefaultCollection { writable, missing, refused };
+
+    DefaultCollection openDefaultCollection(SecretService& service, glib::Error& error) {
+        const ObjectPointer<SecretCollection> collection(secret_collection_for_alias_sync(
+            &service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, error.out()));
+        if (!collection) {
+            return steady_clock::now() < quietUntil_ ? DefaultCollection::refused
+                                                     : DefaultCollection::missing;
+        }
+        const bool unlocked = secret_collection_get_locked(collection.get()) == FALSE ||
+                              unlock(service, collection.get(), error);
+        return unlocked ? DefaultCollection::writable : DefaultCollection::refused;
+    }
+
+    /// No more prompts for a while.
+    void noteDismissal() { quietUntil_ = steady_clock::now() + quietAfterDismissal; }
+
+private:
+    struct ContextUnref {
+        void operator()(GMainContext* context) const { g_main_context_unref(context); }
+    };
+
+    /// For its life, what GLib delivers to this thread goes to `context` alone. Otherwise it would
+    /// go to the main thread, which runs GLib's default context, while this thread uses the very
+    /// same objects.
+    class ContextScope {
+    public:
+        explicit ContextScope(GMainContext* context)
+            : context_(context) {
+            g_main_context_push_thread_default(context_);
+            while (g_main_context_iteration(context_, FALSE) != FALSE) {
+            }
+        }
+        ~ContextScope() { g_main_context_pop_thread_default(context_); }
+        ContextScope(const ContextScope&) = delete;
+        ContextScope& operator=(const ContextScope&) = delete;
+
+    private:
+        GMainContext* context_;
+    };
+
+    Outcome attempt(const Operation& operation) {
+        glib::Error error;
+        timedOut_ = false;
+        Outcome outcome;
+        if (connect(error)) {
+            outcome = operation(*service_, error);
+        }
+        if (!outcome) {
+            timedOut_ = error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+            service_.reset();
+            bus_.reset();
+        }
+        return outcome;
+    }
+
+    bool connect(glib::Error& error) {
+        if (service_) {
+            return true;
+        }
+        bus_.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, error.out()));
+        if (!bus_) {
+            return false;
+        }
+        // By default the whole program is ended when the bus goes.
+        g_dbus_connection_set_exit_on_close(bus_.get(), FALSE);
+        service_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr,
+                                                SECRET_SERVICE_OPEN_SESSION, nullptr, error.out()));
+        return service_ != nullptr;
+    }
+
+    const std::unique_ptr<GMainContext, ContextUnref> context_{g_main_context_new()};
+    ObjectPointer<GDBusConnection> bus_;
+    ObjectPointer<SecretService> service_;
+    bool timedOut_ = false;
+    steady_clock::time_point quietUntil_;
+};
+
+SecretServiceStore::SecretServiceStore()
+    : keyring_(std::make_unique<Keyring>()) {}
+
+SecretServiceStore::~SecretServiceStore() = default;
+
+CredentialStatus SecretServiceStore::add(std::string_view service, std::string_view account,
+                                         std::string_view value) {
+    const Attributes attributes(service, account);
+    const std::string label = "Quorvane Tandrel (" + std::string(account) + ')';
+    const ValuePointer secret(
+        secret_value_new(value.empty() ? "" : value.data(), static_cast<gssize>(value.size()),
+                         isValidUtf8(value) ? "text/plain" : "application/octet-stream"));
+    return keyring_->run([&](SecretService& connection, glib::Error& error) -> Outcome {
+        const auto items = Keyring::search(connection, attributes, error);
+        if (!items) {
+            return std::nullopt;
+        }
+        if (!items->empty()) {
+            return CredentialStatus::duplicateItem;
+        }
+        const auto collection = keyring_->openDefaultCollection(connection, error);
+        if (error.isSet()) {
+            return std::nullopt;
+        }
+        if (collection == Keyring::DefaultCollection::refused) {
+            return CredentialStatus::unavailable;
+        }
+        if (secret_service_store_sync(&connection, schema(), attributes.get(),
+                                      SECRET_COLLECTION_DEFAULT, label.c_str(), secret.get(),
+                                      nullptr, error.out()) == FALSE) {
+            if (collection == Keyring::DefaultCollection::missing) {
+                keyring_->noteDismissal();
+            }
+            return std::nullopt;
+        }
+        return CredentialStatus::success;
+    });
+}
+
+CredentialStatus SecretServiceStore::copyMatching(std::string_view service,
+                                                  std::string_view account, std::string& value) {
+    const Attributes attributes(service, account);
+    return keyring_->run([&](SecretService& connection, glib::Error& error) -> Outcome {
+        const auto items = Keyring::search(connection, attributes, error);
+        if (!items) {
+            return std::nullopt;
+        }
+        if (items->empty()) {
+            return CredentialStatus::itemNotFound;
+        }
+        SecretItem* item = items->front().get();
+        if (secret_item_get_locked(item) != FALSE && !keyring_->unlock(connection, item, error)) {
+            return error.isSet() ? std::nullopt : Outcome(CredentialStatus::unavailable);
+        }
+        if (secret_item_load_secret_sync(item, nullptr, error.out()) == FALSE) {
+            return std::nullopt;
+        }
+        const ValuePointer secret(secret_item_get_secret(item));
+        if (!secret) {
+            return CredentialStatus::unavailable;
+        }
+        gsize size = 0;
+        const gchar* bytes = secret_value_get(secret.get(), &size);
+        value.assign(bytes, size);
+        return CredentialStatus::success;
+    });
+}
+
+CredentialStatus SecretServiceStore::remove(std::string_view service, std::string_view account) {
+    const Attributes attributes(service, account);
+    return keyring_->run([&](SecretService& connection, glib::Error& error) -> Outcome {
+        const auto items = Keyring::search(connection, attributes, error);
+        if (!items) {
+            return std::nullopt;
+        }
+        for (const auto& item : *items) {
+            if (secret_item_get_locked(item.get()) != FALSE &&
+                !keyring_->unlock(connection, item.get(), error)) {
+                return error.isSet() ? std::nullopt : Outcome(CredentialStatus::unavailable);
+            }
+            if (secret_item_delete_sync(item.get(), nullptr, error.out()) == FALSE) {
+                return std::nullopt;
+            }
+        }
+        return items->empty() ? CredentialStatus::itemNotFound : CredentialStatus::success;
+    });
+}
+
+} // namespace tandrel
