@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Platform/HttpTransport.h"
+#include "Platform/Qt/ProxyLookup.h"
+
+#include <QByteArray>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QObject>
+#include <QSslConfiguration>
+#include <QString>
+#include <QTimer>
+#include <QUrl>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace tandrel {
+
+/// One exchange of the Qt transport: proxies, request, redirects, body, outcome. Main thread.
+class QtHttpExchange : public HttpExchange {
+public:
+    using Outcome = Result<HttpResponse, TransportError>;
+
+    /// What the transport lends to each of its exchanges.
+    struct Network {
+        QNetworkAccessManager& manager;
+        ProxyLookup& proxyLookup;
+        const QSslConfiguration& tls;
+        std::chrono::milliseconds idleLimit;
+    };
+
+    QtHttpExchange(const Network& network, const HttpRequest& request,
+                   HttpTransport::Completion completion);
+    ~QtHttpExchange() override;
+
+    void start();
+    void cancel() override;
+
+private:
+    /// Ends a reply: its transfer is aborted, and none of its signals reach `receiver` any more.
+    struct ReplyEnder {
+        const QObject* receiver;
+        void operator()(QNetworkReply* reply) const;
+    };
+
+    /// Null when the request can go out byte for byte as it is.
+    [[nodiscard]] const char* whyUnsendable(const std::string& url) const;
+    void sendThrough(const QList<QNetworkProxy>& proxies);
+    void sendRequest();
+    [[nodiscard]] QNetworkRequest makeRequest() const;
+    void connectReply();
+    /// False when the body grew too large, which ends the exchange.
+    [[nodiscard]] bool readBody();
+    void replyFinished();
+    [[nodiscard]] bool followRedirect(int status);
+    void finish(Outcome outcome);
+    void finishLater(Outcome outcome);
+
+    Network network_;
+    HttpRequest request_;
+    /// Empty once it was called.
+    HttpTransport::Completion completion_;
+    /// The outcome is settled, and on its way to the completion.
+    bool isEnding_ = false;
+    QUrl url_;
+    int redirects_ = 0;
+    std::string body_;
+    QString tlsReason_;
+    Handle proxyLookup_;
+    QTimer idleTimer_;
+    /// What delayed calls are bound to: they go with this exchange.
+    QObject context_;
+    std::unique_ptr<QNetworkReply, ReplyEnder> reply_{nullptr, ReplyEnder{&context_}};
+};
+
+} // namespace tandrel
