@@ -87,9 +87,10 @@ int statusOf(const QNetworkReply& reply) {
 } // namespace
 
 void QtHttpExchange::ReplyEnder::operator()(QNetworkReply* reply) const {
-    // Not all of its signals: Qt needs them to tell its own thread of the abort.
+    // Not all of its signals: its own end reaches Qt's thread through one of them.
     QObject::disconnect(reply, nullptr, receiver, nullptr);
-    reply->abort();
+    // Deleting aborts the transfer. abort() would as well, but Qt then warns of a second error when
+    // one is on its way from that thread (6.4.2).
     reply->deleteLater();
 }
 
