@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <numeric>
 #include <thread>
@@ -67,7 +68,7 @@ std::vector<float> countUp(std::size_t count) {
 
 class TapThreadTest : public testing::Test {
 protected:
-    SampleRing ring{96000};
+    std::shared_ptr<SampleRing> ring = std::make_shared<SampleRing>(96000);
     Collector collector;
     AudioEngine::Tap tap = [this](const AudioBuffer& buffer) { collector.take(buffer); };
 };
@@ -79,7 +80,7 @@ TEST_F(TapThreadTest, HandsOverWholeBuffersInOrder) {
         // In the portions of a sound server, which know nothing of our buffers.
         constexpr std::size_t portion = 100;
         for (std::size_t at = 0; at < samples.size(); at += portion) {
-            ring.push(samples.data() + at, std::min(portion, samples.size() - at), 1);
+            ring->push(samples.data() + at, std::min(portion, samples.size() - at), 1);
             thread.wake();
         }
         ASSERT_TRUE(collector.waitForBuffers(100));
@@ -92,11 +93,11 @@ TEST_F(TapThreadTest, HandsOverWholeBuffersInOrder) {
 TEST_F(TapThreadTest, LeavesAPartOfABufferWaiting) {
     const std::vector<float> samples = countUp(std::size_t{bufferFrames} * 2 - 1);
     TapThread thread(ring, bufferFrames, 16000, tap);
-    ring.push(samples.data(), samples.size(), 1);
+    ring->push(samples.data(), samples.size(), 1);
     thread.wake();
     ASSERT_TRUE(collector.waitForBuffers(1));
     EXPECT_EQ(collector.bufferCount(), 1U);
-    EXPECT_EQ(ring.size(), bufferFrames - 1U);
+    EXPECT_EQ(ring->size(), bufferFrames - 1U);
 }
 
 TEST_F(TapThreadTest, LosesNothingWhileTheTapIsHeldUp) {
@@ -108,19 +109,19 @@ TEST_F(TapThreadTest, LosesNothingWhileTheTapIsHeldUp) {
         collector.take(buffer);
     });
     for (std::size_t at = 0; at < samples.size(); at += bufferFrames) {
-        ring.push(samples.data() + at, bufferFrames, 1);
+        ring->push(samples.data() + at, bufferFrames, 1);
         thread.wake();
     }
     EXPECT_EQ(collector.bufferCount(), 0U);
     release.set_value();
     ASSERT_TRUE(collector.waitForBuffers(140));
     EXPECT_EQ(collector.samples(), samples);
-    EXPECT_EQ(ring.dropped(), 0U);
+    EXPECT_EQ(ring->dropped(), 0U);
 }
 
 TEST_F(TapThreadTest, EndsBetweenBuffersThoughMoreAreWaiting) {
     const std::vector<float> samples = countUp(std::size_t{bufferFrames} * 100);
-    ring.push(samples.data(), samples.size(), 1);
+    ring->push(samples.data(), samples.size(), 1);
     std::promise<void> entered;
     std::promise<void> release;
     std::once_flag first;

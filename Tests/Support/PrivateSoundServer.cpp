@@ -29,21 +29,24 @@ constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
 </busconfig>
 )";
 
-// Enough for virtual devices: no sound card, no portal, no bell, no real-time scheduling. The
-// quantum of a real desktop, which virtual machines raise otherwise.
+// Enough for virtual devices: no sound card, no portal, no bell. Real-time scheduling where the
+// system grants it: without it a busy machine makes the server itself lose sound.
 constexpr const char* pipeWireConfiguration = R"(
 context.properties = {
     core.daemon = true
     core.name = pipewire-0
-    default.clock.quantum = 1024
-    default.clock.min-quantum = 32
-    vm.overrides = { default.clock.min-quantum = 32 }
+    default.clock.rate = @RATE@
+    default.clock.allowed-rates = [ @RATE@ ]
+    default.clock.quantum = @QUANTUM@
+    default.clock.min-quantum = @QUANTUM@
+    vm.overrides = { default.clock.min-quantum = @QUANTUM@ }
 }
 context.spa-libs = {
     audio.convert.* = audioconvert/libspa-audioconvert
     support.* = support/libspa-support
 }
 context.modules = [
+    { name = libpipewire-module-rt args = { nice.level = -11 } flags = [ ifexists nofail ] }
     { name = libpipewire-module-protocol-native }
     { name = libpipewire-module-metadata }
     { name = libpipewire-module-spa-device-factory }
@@ -73,6 +76,7 @@ context.spa-libs = {
     support.* = support/libspa-support
 }
 context.modules = [
+    { name = libpipewire-module-rt args = { nice.level = -11 } flags = [ ifexists nofail ] }
     { name = libpipewire-module-protocol-native }
     { name = libpipewire-module-client-node }
     { name = libpipewire-module-adapter }
@@ -84,8 +88,8 @@ pulse.cmd = [
 ]
 pulse.properties = {
     server.address = [ "unix:native" ]
-    pulse.min.quantum = 256/48000
-    vm.overrides = { pulse.min.quantum = 256/48000 }
+    pulse.min.quantum = @QUANTUM@/@RATE@
+    vm.overrides = { pulse.min.quantum = @QUANTUM@/@RATE@ }
 }
 )";
 
@@ -104,13 +108,10 @@ load-module module-always-sink
 load-module module-suspend-on-idle
 )";
 
-void writeFile(const std::filesystem::path& path, std::string text, const std::string& folder) {
-    static const std::string placeholder = "@FOLDER@";
+void replaceAll(std::string& text, const std::string& placeholder, const std::string& value) {
     for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder)) {
-        text.replace(at, placeholder.size(), folder);
+        text.replace(at, placeholder.size(), value);
     }
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path) << text;
 }
 
 template <typename Condition>
@@ -127,8 +128,9 @@ bool waitFor(std::chrono::milliseconds limit, Condition condition) {
 
 } // namespace
 
-PrivateSoundServer::PrivateSoundServer(Kind kind)
-    : kind_(kind) {
+PrivateSoundServer::PrivateSoundServer(Kind kind, Graph graph)
+    : kind_(kind)
+    , graph_(graph) {
     // Short: the path of a socket is limited to 107 bytes.
     std::string pattern = "/tmp/qsXXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
@@ -198,18 +200,17 @@ void PrivateSoundServer::start() {
 }
 
 void PrivateSoundServer::startPulseAudio() {
-    writeFile(folder_ / "script.pa", pulseAudioScript, folder_.string());
+    writeFile("script.pa", pulseAudioScript);
     run({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit",
          "--use-pid-file=no", "-F", (folder_ / "script.pa").string()});
 }
 
 void PrivateSoundServer::startPipeWire() {
-    const auto config = folder_ / "config";
-    writeFile(folder_ / "bus.conf", busConfiguration, folder_.string());
-    writeFile(config / "pipewire/pipewire.conf", pipeWireConfiguration, "");
-    writeFile(config / "pipewire/pipewire-pulse.conf", pipeWirePulseConfiguration, "");
-    writeFile(config / "wireplumber/main.lua.d/80-no-hardware.lua", noHardwareMonitors, "");
-    writeFile(config / "wireplumber/bluetooth.lua.d/80-no-hardware.lua", noBluetoothMonitor, "");
+    writeFile("bus.conf", busConfiguration);
+    writeFile("config/pipewire/pipewire.conf", pipeWireConfiguration);
+    writeFile("config/pipewire/pipewire-pulse.conf", pipeWirePulseConfiguration);
+    writeFile("config/wireplumber/main.lua.d/80-no-hardware.lua", noHardwareMonitors);
+    writeFile("config/wireplumber/bluetooth.lua.d/80-no-hardware.lua", noBluetoothMonitor);
 
     run({"dbus-daemon", "--nofork", "--config-file=" + (folder_ / "bus.conf").string()});
     run({"pipewire"});
@@ -222,6 +223,14 @@ void PrivateSoundServer::startPipeWire() {
     }
     run({"wireplumber"});
     run({"pipewire-pulse"});
+}
+
+void PrivateSoundServer::writeFile(const std::string& name, std::string text) const {
+    replaceAll(text, "@FOLDER@", folder_.string());
+    replaceAll(text, "@RATE@", std::to_string(graph_.rate));
+    replaceAll(text, "@QUANTUM@", std::to_string(graph_.quantum));
+    std::filesystem::create_directories((folder_ / name).parent_path());
+    std::ofstream(folder_ / name) << text;
 }
 
 void PrivateSoundServer::run(const std::vector<std::string>& command) {
@@ -260,6 +269,23 @@ std::uint32_t PrivateSoundServer::loadModule(const std::string& name,
 
 void PrivateSoundServer::unloadModule(std::uint32_t index) {
     control({"unload-module", std::to_string(index)});
+}
+
+std::vector<std::string> PrivateSoundServer::recordingIndexes() const {
+    std::vector<std::string> indexes;
+    std::istringstream lines(control({"list", "short", "source-outputs"}));
+    for (std::string line; std::getline(lines, line);) {
+        // A virtual microphone is a recording too, of the output behind it, but no program's.
+        std::istringstream fields(line);
+        std::string index;
+        std::string source;
+        std::string client;
+        fields >> index >> source >> client;
+        if (client != "-") {
+            indexes.push_back(index);
+        }
+    }
+    return indexes;
 }
 
 VirtualMicrophone PrivateSoundServer::addMicrophone(const std::string& name,

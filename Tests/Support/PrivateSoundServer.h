@@ -29,9 +29,21 @@ class PrivateSoundServer {
 public:
     enum class Kind { pulseAudio, pipeWire };
 
+    /// What PipeWire's graph runs at; PulseAudio runs each device by itself.
+    struct Graph {
+        /// All of PipeWire's virtual microphones have this rate.
+        std::uint32_t rate = 48000;
+        /// Frames of a cycle, a power of two. Long enough that a busy test machine, which cannot
+        /// always run each part of the server in time, does not make it lose sound; measurements
+        /// of delay want the 256 of a real desktop.
+        std::uint32_t quantum = 1024;
+    };
+
     /// Starts the server and waits until it answers; throws std::runtime_error with the server's
     /// own words when it does not within 10 s.
-    explicit PrivateSoundServer(Kind kind);
+    explicit PrivateSoundServer(Kind kind)
+        : PrivateSoundServer(kind, Graph()) {}
+    PrivateSoundServer(Kind kind, Graph graph);
     ~PrivateSoundServer();
     PrivateSoundServer(const PrivateSoundServer&) = delete;
     PrivateSoundServer& operator=(const PrivateSoundServer&) = delete;
@@ -50,6 +62,9 @@ public:
     void unloadModule(std::uint32_t index);
     /// Runs a control command ("set-source-mute …") and returns its output; throws on failure.
     std::string control(const std::vector<std::string>& command) const;
+
+    /// The recordings that run, as `control()` takes them.
+    [[nodiscard]] std::vector<std::string> recordingIndexes() const;
 
     /// `name` is an identifier; the microphone's source is called `name`.
     VirtualMicrophone addMicrophone(const std::string& name, const std::string& description,
@@ -71,11 +86,14 @@ private:
     void start();
     void startPulseAudio();
     void startPipeWire();
+    /// Writes a configuration file, its placeholders filled in.
+    void writeFile(const std::string& name, std::string text) const;
     void run(const std::vector<std::string>& command);
     void waitUntilReady();
     [[nodiscard]] EnvironmentChanges serverEnvironment() const;
 
     Kind kind_;
+    Graph graph_;
     std::filesystem::path folder_;
     // In the order of their start.
     std::vector<std::unique_ptr<ChildProcess>> processes_;

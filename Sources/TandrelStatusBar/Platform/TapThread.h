@@ -3,10 +3,8 @@
 #include "Platform/AudioInput.h"
 #include "Platform/SampleRing.h"
 
-#include <atomic>
 #include <cstdint>
-#include <thread>
-#include <vector>
+#include <memory>
 
 namespace tandrel {
 
@@ -14,11 +12,12 @@ namespace tandrel {
 /// one at a time. Made and destroyed on the main thread.
 class TapThread {
 public:
-    /// Starts the thread, the only consumer of `ring`, which must outlive it.
-    TapThread(SampleRing& ring, std::uint32_t bufferFrames, double sampleRate,
+    /// Starts the thread, the only consumer of `ring`.
+    TapThread(std::shared_ptr<SampleRing> ring, std::uint32_t bufferFrames, double sampleRate,
               AudioEngine::Tap tap);
-    /// Ends the thread; a tap call under way is waited for, so a tap must be quick and must never
-    /// wait for the main thread.
+    /// No tap call begins after this, and one under way is waited for: a tap must be quick, and
+    /// must never wait for the main thread. The thread itself ends by and by, when a busy system
+    /// next lets it run.
     ~TapThread();
     TapThread(const TapThread&) = delete;
     TapThread& operator=(const TapThread&) = delete;
@@ -27,17 +26,8 @@ public:
     void wake() noexcept;
 
 private:
-    void run();
-    void deliverAll();
-
-    SampleRing& ring_;
-    std::vector<float> buffer_;
-    double sampleRate_;
-    AudioEngine::Tap tap_;
-    std::atomic<bool> stopping_{false};
-    /// Counts the wakes, so that none is missed between a look at the ring and the wait.
-    std::atomic<std::uint32_t> wakes_{0};
-    std::thread thread_;
+    class Worker;
+    std::shared_ptr<Worker> worker_;
 };
 
 } // namespace tandrel

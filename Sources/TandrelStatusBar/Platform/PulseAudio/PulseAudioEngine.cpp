@@ -87,9 +87,9 @@ void PulseAudioEngine::start() {
         failStart(connection.error());
     }
     const CaptureGrant granted = grant();
-    ring_ = std::make_unique<SampleRing>(ringSeconds * granted.sampleRate);
+    ring_ = std::make_shared<SampleRing>(ringSeconds * granted.sampleRate);
     tapThread_ = std::make_unique<TapThread>(
-        *ring_, granted.bufferFrames, granted.sampleRate, tap_ ? tap_ : [](const AudioBuffer&) {});
+        ring_, granted.bufferFrames, granted.sampleRate, tap_ ? tap_ : [](const AudioBuffer&) {});
     faultRelay_ = std::make_shared<FaultRelay>(FaultRelay{faultHandler_});
     auto stream =
         pulse::CaptureStream::open(connection.value(), captureSettings(), *ring_, captureEvents(),

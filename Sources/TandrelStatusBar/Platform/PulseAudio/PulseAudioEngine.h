@@ -57,7 +57,7 @@ private:
 
     std::shared_ptr<FaultRelay> faultRelay_;
     // In this order, so that each goes before what it uses.
-    std::unique_ptr<SampleRing> ring_;
+    std::shared_ptr<SampleRing> ring_;
     std::unique_ptr<TapThread> tapThread_;
     std::unique_ptr<pulse::CaptureStream> stream_;
 };

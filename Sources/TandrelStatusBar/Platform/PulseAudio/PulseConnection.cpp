@@ -114,6 +114,9 @@ Result<std::vector<Source>, Error> Connection::sources(Deadline deadline) {
 }
 
 Result<Source, Error> Connection::source(const std::string& name, Deadline deadline) {
+    if (name.empty()) {
+        return Error{PA_ERR_NOENTITY};
+    }
     auto found = query(deadline, [this, &name](pa_source_info_cb_t callback, void* data) {
         return pa_context_get_source_info_by_name(context(), name.c_str(), callback, data);
     });
