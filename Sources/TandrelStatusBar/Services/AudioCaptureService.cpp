@@ -19,19 +19,6 @@ namespace {
 /// Asked of the engine, which grants a length near it.
 constexpr std::uint32_t bufferFrameSize = 1024;
 
-/// Hands levels over to the main thread. One is posted for every buffer, so that the last one is
-/// never held back.
-CapturedBufferProcessor::LevelHandler
-levelPublisher(MainQueue& mainQueue, const std::weak_ptr<AudioCaptureService>& service) {
-    return [&mainQueue, service](float level) {
-        mainQueue.post([service, level] {
-            if (const auto alive = service.lock()) {
-                alive->audioLevel.set(level);
-            }
-        });
-    };
-}
-
 const char* kindName(CaptureFault::Kind kind) {
     switch (kind) {
     case CaptureFault::Kind::deviceLost:
@@ -50,9 +37,12 @@ AudioCaptureService::AudioCaptureService(AudioInput& audioInput, MicrophonePermi
                                          MainQueue& mainQueue)
     : audioInput_(audioInput)
     , permission_(permission)
-    , mainQueue_(mainQueue)
-    , lifeline_(this, [](AudioCaptureService*) {}) {
-    processor_ = std::make_shared<CapturedBufferProcessor>(levelPublisher(mainQueue, lifeline_));
+    , mainQueue_(mainQueue) {
+    auto publish = lifetime_.guard([this](float level) { audioLevel.set(level); });
+    // Every level is posted, so that the last one is never held back.
+    processor_ = std::make_shared<CapturedBufferProcessor>([&mainQueue, publish](float level) {
+        mainQueue.post([publish, level]() mutable { publish(level); });
+    });
 }
 
 AudioCaptureService::~AudioCaptureService() {
@@ -135,16 +125,17 @@ void AudioCaptureService::stopCapture() {
 
 AudioEngine::FaultHandler
 AudioCaptureService::makeFaultHandler(const std::shared_ptr<AudioEngine>& engine) {
-    // Posted, not published at once: an observer may well stop the capture, and so destroy the
-    // engine that is calling. A report of an engine that has been replaced meanwhile is void.
-    return [&mainQueue = mainQueue_, service = std::weak_ptr(lifeline_),
-            reporter = std::weak_ptr(engine)](const CaptureFault& fault) {
-        mainQueue.post([service, reporter, fault] {
-            const auto alive = service.lock();
-            if (alive && alive->audioEngine_ && alive->audioEngine_ == reporter.lock()) {
-                alive->publishFault(fault);
+    auto publish =
+        lifetime_.guard([this, reporter = std::weak_ptr(engine)](const CaptureFault& fault) {
+            // A report of an engine that has been replaced meanwhile is void.
+            if (audioEngine_ && audioEngine_ == reporter.lock()) {
+                publishFault(fault);
             }
         });
+    // Posted, not published at once: an observer may well stop the capture, and so destroy the
+    // engine that is calling.
+    return [&mainQueue = mainQueue_, publish](const CaptureFault& fault) {
+        mainQueue.post([publish, fault]() mutable { publish(fault); });
     };
 }
 

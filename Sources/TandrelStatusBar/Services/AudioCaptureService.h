@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Foundation/Handle.h"
+#include "Foundation/Lifetime.h"
 #include "Foundation/Published.h"
 #include "Platform/AudioInput.h"
 #include "Services/AudioCaptureError.h"
@@ -63,9 +64,7 @@ private:
     std::shared_ptr<CapturedBufferProcessor> processor_;
     /// Owned here alone; shared for the weak references of reports that are on their way.
     std::shared_ptr<AudioEngine> audioEngine_;
-    /// Owns nothing: posted work refers to the service through it weakly. Last, so that it goes
-    /// first.
-    std::shared_ptr<AudioCaptureService> lifeline_;
+    Lifetime lifetime_;
 };
 
 } // namespace tandrel

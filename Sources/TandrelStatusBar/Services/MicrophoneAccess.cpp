@@ -1,6 +1,7 @@
 #include "Services/MicrophoneAccess.h"
 
 #include "DebugLog.h"
+#include "Foundation/Lifetime.h"
 #include "Platform/MainQueue.h"
 #include "Platform/MicrophonePermission.h"
 
@@ -17,17 +18,14 @@ using Completion = std::function<void(bool granted)>;
 /// Completes with an answer that is known already, on the next turn of the main loop.
 class KnownAnswer : public Operation {
 public:
-    KnownAnswer(MainQueue& mainQueue, bool granted, Completion completion)
-        : completion_(std::make_shared<const Completion>(std::move(completion))) {
-        mainQueue.post([weak = std::weak_ptr(completion_), granted] {
-            if (const auto alive = weak.lock()) {
-                (*alive)(granted);
-            }
+    KnownAnswer(MainQueue& mainQueue, bool granted, Completion completion) {
+        mainQueue.post([complete = lifetime_.guard(std::move(completion)), granted]() mutable {
+            complete(granted);
         });
     }
 
 private:
-    std::shared_ptr<const Completion> completion_;
+    Lifetime lifetime_;
 };
 
 } // namespace
