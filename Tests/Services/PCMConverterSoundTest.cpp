@@ -108,7 +108,7 @@ TEST(PCMConverterSound, KeepsAliasesOut) {
         for (const auto& [from, to, limit] :
              {Band{8004, 8052, -60}, Band{8052, 8800, -93}, Band{8800, rate / 2, -100}}) {
             double highest = -300;
-            const double step = to > 9000 ? 148 : 12;
+            const double step = from < 8052 ? 12 : from < 8800 ? 44 : 148;
             for (double frequency = from; frequency < to; frequency += step) {
                 highest = std::max(highest, aliasLevel(rate, frequency));
             }

@@ -10,12 +10,41 @@ namespace tandrel::test {
 
 using std::numbers::pi;
 
+namespace {
+
+/// Sine and cosine of a steadily growing angle, each step by a rotation: tones are most of these
+/// tests' time, and the error stays below 1e-12 over the lengths used here.
+class Rotator {
+public:
+    explicit Rotator(double step)
+        : stepSine_(std::sin(step))
+        , stepCosine_(std::cos(step)) {}
+
+    [[nodiscard]] double sine() const { return sine_; }
+    [[nodiscard]] double cosine() const { return cosine_; }
+
+    void advance() {
+        const double sine = sine_ * stepCosine_ + cosine_ * stepSine_;
+        cosine_ = cosine_ * stepCosine_ - sine_ * stepSine_;
+        sine_ = sine;
+    }
+
+private:
+    double stepSine_;
+    double stepCosine_;
+    double sine_ = 0;
+    double cosine_ = 1;
+};
+
+} // namespace
+
 std::vector<float> synthesize(std::span<const Tone> tones, double rate, std::size_t frames) {
     std::vector<double> sum(frames);
     for (const Tone& tone : tones) {
-        const double step = 2 * pi * tone.frequency / rate;
-        for (std::size_t index = 0; index < frames; ++index) {
-            sum[index] += tone.amplitude * std::sin(step * static_cast<double>(index));
+        Rotator angle(2 * pi * tone.frequency / rate);
+        for (double& sample : sum) {
+            sample += tone.amplitude * angle.sine();
+            angle.advance();
         }
     }
     std::vector<float> samples(frames);
@@ -43,13 +72,13 @@ std::vector<double> decodePcm(std::span<const std::uint8_t> bytes) {
 }
 
 std::complex<double> component(std::span<const double> samples, double frequency, double rate) {
-    const double step = 2 * pi * frequency / rate;
+    Rotator angle(2 * pi * frequency / rate);
     double sine = 0;
     double cosine = 0;
-    for (std::size_t index = 0; index < samples.size(); ++index) {
-        const double angle = step * static_cast<double>(index);
-        sine += samples[index] * std::sin(angle);
-        cosine += samples[index] * std::cos(angle);
+    for (const double sample : samples) {
+        sine += sample * angle.sine();
+        cosine += sample * angle.cosine();
+        angle.advance();
     }
     return std::complex(sine, cosine) * (2.0 / static_cast<double>(samples.size()));
 }
