@@ -70,8 +70,9 @@ ParsedOptions parseOptions(const std::vector<std::string>& arguments) {
         option.setValueName(QStringLiteral("value"));
         return option;
     };
-    const auto helpFlag = QCommandLineOption({QStringLiteral("h"), QStringLiteral("help")});
-    const auto versionFlag = QCommandLineOption({QStringLiteral("v"), QStringLiteral("version")});
+    const QCommandLineOption helpFlag(QStringList{QStringLiteral("h"), QStringLiteral("help")});
+    const QCommandLineOption versionFlag(
+        QStringList{QStringLiteral("v"), QStringLiteral("version")});
     const auto backend = valued("backend");
     const auto email = valued("email");
     const auto device = valued("device");

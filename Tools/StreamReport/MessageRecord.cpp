@@ -25,9 +25,9 @@ std::vector<MessageRecord> readMessages(const std::string& path) {
         throw std::runtime_error(path + " cannot be read");
     }
     std::map<std::string, std::size_t> columns;
-    for (const std::string& name : fields(line)) {
+    for (const std::string& heading : fields(line)) {
         const std::size_t index = columns.size();
-        columns.emplace(name, index);
+        columns.emplace(heading, index);
     }
     std::vector<MessageRecord> messages;
     while (std::getline(file, line)) {

@@ -1,11 +1,10 @@
 #include "Foundation/Console.h"
 
 #include <cstdio>
-#include <string>
 
 namespace tandrel {
 
-void printLine(std::string_view text) {
+std::string printable(std::string_view text) {
     static constexpr char digits[] = "0123456789abcdef";
     std::string line;
     line.reserve(text.size() + 1);
@@ -19,7 +18,11 @@ void printLine(std::string_view text) {
             line += character;
         }
     }
-    line += '\n';
+    return line;
+}
+
+void printLine(std::string_view text) {
+    const std::string line = printable(text) + '\n';
     // One call under the stream's own lock: two threads never share a line.
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fflush(stdout);

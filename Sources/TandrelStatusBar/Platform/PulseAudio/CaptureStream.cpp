@@ -49,19 +49,18 @@ CaptureStream::CaptureStream(std::shared_ptr<Connection> connection,
 
 CaptureStream::~CaptureStream() {
     {
-        const auto lock = connection_->loop().lock();
-        connection_->loop().removeObserver(*this);
+        const LoopLock lock(connection_->loop());
         muteQuery_.reset();
         watchdog_.reset();
+        announceBuffer_.reset();
         stream_.reset();
     }
     connection_->removeStream();
 }
 
 std::optional<Error> CaptureStream::start(Deadline deadline) {
-    auto lock = connection_->loop().lock();
-    connection_->loop().addObserver(*this);
-    createWatchdog();
+    const LoopLock lock(connection_->loop());
+    createEvents();
     if (!createStream() || !requestRecording()) {
         return connection_->lastError();
     }
@@ -69,7 +68,7 @@ std::optional<Error> CaptureStream::start(Deadline deadline) {
         const pa_stream_state_t state = pa_stream_get_state(stream_.get());
         return state == PA_STREAM_READY || !PA_STREAM_IS_GOOD(state);
     };
-    if (!connection_->loop().waitUntil(lock, deadline, isSettled)) {
+    if (!connection_->waitUntil(deadline, isSettled)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (pa_stream_get_state(stream_.get()) != PA_STREAM_READY) {
@@ -82,14 +81,23 @@ std::optional<Error> CaptureStream::start(Deadline deadline) {
     return std::nullopt;
 }
 
-void CaptureStream::createWatchdog() {
+void CaptureStream::createEvents() {
+    pa_mainloop_api* const api = connection_->api();
+    announceBuffer_ = {api->defer_new(
+                           api,
+                           [](pa_mainloop_api*, pa_defer_event*, void* object) {
+                               static_cast<CaptureStream*>(object)->onBufferReady();
+                           },
+                           this),
+                       {api}};
+    api->defer_enable(announceBuffer_.get(), 0);
     watchdog_ = {pa_context_rttime_new(
                      connection_->context(), nextTick(),
                      [](pa_mainloop_api*, pa_time_event*, const timeval*, void* object) {
                          static_cast<CaptureStream*>(object)->onWatchdog();
                      },
                      this),
-                 {connection_->loop().api()}};
+                 {api}};
 }
 
 bool CaptureStream::createStream() {
@@ -143,15 +151,15 @@ void CaptureStream::onStateChange() {
             report(CaptureFault::Kind::serverLost, "The sound server stopped");
         }
     }
-    connection_->loop().signal();
+    pa_threaded_mainloop_signal(connection_->loop(), 0);
 }
 
 void CaptureStream::onMoved() {
     report(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
 }
 
-/// Real-time: copies, and nothing else that could wait. The consumer is woken once this has
-/// returned.
+/// Real-time: copies, and nothing else that could wait. The consumer is woken after this has
+/// returned, from an event of its own.
 void CaptureStream::onReadable() noexcept {
     const std::size_t channels = settings_.sampleSpec.channels;
     const std::size_t frameBytes = channels * sizeof(float);
@@ -170,13 +178,14 @@ void CaptureStream::onReadable() noexcept {
         framesReceived_ += frames;
         pa_stream_drop(stream_.get());
     }
-    isBufferReady_ = ring_.size() >= settings_.bufferFrames;
+    if (ring_.size() >= settings_.bufferFrames) {
+        connection_->api()->defer_enable(announceBuffer_.get(), 1);
+    }
 }
 
-void CaptureStream::aboutToWait() {
-    if (std::exchange(isBufferReady_, false)) {
-        events_.bufferReady();
-    }
+void CaptureStream::onBufferReady() {
+    connection_->api()->defer_enable(announceBuffer_.get(), 0);
+    events_.bufferReady();
 }
 
 /// Catches what no event tells, such as a session manager that died.

@@ -1,10 +1,19 @@
 #include "Platform/PulseAudio/PulseConnection.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tandrel::pulse {
 
 namespace {
+
+/// The deadline in the library's clock, which counts from another point.
+pa_usec_t libraryTime(Deadline deadline) {
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return pa_rtclock_now() +
+           static_cast<pa_usec_t>(std::max<std::chrono::microseconds::rep>(left.count(), 0));
+}
 
 Proplist describeProgram() {
     Proplist properties(pa_proplist_new());
@@ -12,6 +21,10 @@ Proplist describeProgram() {
     pa_proplist_sets(properties.get(), PA_PROP_APPLICATION_ID, "com.quorvane.Tandrel");
     pa_proplist_sets(properties.get(), PA_PROP_APPLICATION_ICON_NAME, "com.quorvane.Tandrel");
     return properties;
+}
+
+void signalLoop(pa_threaded_mainloop* loop) {
+    pa_threaded_mainloop_signal(loop, 0);
 }
 
 std::optional<std::string> optionalText(const char* text) {
@@ -39,18 +52,30 @@ Result<std::shared_ptr<Connection>, Error> Connection::open(Deadline deadline) {
 }
 
 Connection::~Connection() {
-    const auto lock = loop_.lock();
-    context_.reset();
+    if (loop_) {
+        const LoopLock lock(loop());
+        context_.reset();
+    }
 }
 
 std::optional<Error> Connection::connect(Deadline deadline) {
-    auto lock = loop_.lock();
-    context_.reset(pa_context_new_with_proplist(loop_.api(), nullptr, describeProgram().get()));
+    loop_.reset(pa_threaded_mainloop_new());
+    if (!loop_) {
+        return Error{PA_ERR_INTERNAL};
+    }
+    pa_threaded_mainloop_set_name(loop(), "sound-server");
+    if (pa_threaded_mainloop_start(loop()) < 0) {
+        return Error{PA_ERR_INTERNAL};
+    }
+    const LoopLock lock(loop());
+    context_.reset(pa_context_new_with_proplist(api(), nullptr, describeProgram().get()));
     if (!context_) {
         return Error{PA_ERR_INTERNAL};
     }
     pa_context_set_state_callback(
-        context(), [](pa_context*, void* loop) { static_cast<Loop*>(loop)->signal(); }, &loop_);
+        context(),
+        [](pa_context*, void* loop) { signalLoop(static_cast<pa_threaded_mainloop*>(loop)); },
+        loop());
     // Without NOFAIL: an absent server is an answer, not something to wait for.
     if (pa_context_connect(context(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
         return lastError();
@@ -59,7 +84,7 @@ std::optional<Error> Connection::connect(Deadline deadline) {
         const pa_context_state_t state = pa_context_get_state(context());
         return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
     };
-    if (!loop_.waitUntil(lock, deadline, isSettled)) {
+    if (!waitUntil(deadline, isSettled)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (pa_context_get_state(context()) != PA_CONTEXT_READY) {
@@ -68,9 +93,18 @@ std::optional<Error> Connection::connect(Deadline deadline) {
     return std::nullopt;
 }
 
-bool Connection::isGood() {
-    const auto lock = loop_.lock();
+bool Connection::isGood() const {
+    const LoopLock lock(loop());
     return pa_context_get_state(context()) == PA_CONTEXT_READY;
+}
+
+TimeEvent Connection::arm(Expiry& expiry, Deadline deadline) {
+    const auto expire = [](pa_mainloop_api*, pa_time_event*, const timeval*, void* data) {
+        auto& expired = *static_cast<Expiry*>(data);
+        expired.passed = true;
+        signalLoop(expired.loop);
+    };
+    return {pa_context_rttime_new(context(), libraryTime(deadline), expire, &expiry), {api()}};
 }
 
 Result<std::vector<Source>, Error> Connection::sources(Deadline deadline) {
@@ -99,11 +133,11 @@ Result<Source, Error> Connection::source(const std::string& name, Deadline deadl
 template <typename Ask>
 Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask) {
     struct Answer {
-        Loop& loop;
+        pa_threaded_mainloop* loop;
         std::vector<Source> sources;
         std::optional<bool> complete;
     };
-    Answer answer{loop_, {}, {}};
+    Answer answer{loop(), {}, {}};
     const auto collect = [](pa_context*, const pa_source_info* info, int end, void* data) {
         auto& collected = *static_cast<Answer*>(data);
         if (end == 0) {
@@ -111,10 +145,10 @@ Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask)
             return;
         }
         collected.complete = end > 0;
-        collected.loop.signal();
+        signalLoop(collected.loop);
     };
 
-    auto lock = loop_.lock();
+    const LoopLock lock(loop());
     const PendingOperation operation(ask(collect, &answer));
     if (!operation) {
         return lastError();
@@ -124,7 +158,7 @@ Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask)
                pa_operation_get_state(operation.get()) == PA_OPERATION_CANCELLED ||
                pa_context_get_state(context()) != PA_CONTEXT_READY;
     };
-    if (!loop_.waitUntil(lock, deadline, isOver)) {
+    if (!waitUntil(deadline, isOver)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (answer.complete != true) {
