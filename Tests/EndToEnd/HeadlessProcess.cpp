@@ -1,0 +1,80 @@
+#include "EndToEnd/HeadlessProcess.h"
+
+#include "Support/WaitUntil.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+namespace tandrel::test {
+
+namespace {
+
+std::string textOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::filesystem::path newHome() {
+    static int count = 0;
+    const std::filesystem::path home =
+        std::filesystem::path(std::getenv("HOME")) / ("headless" + std::to_string(++count));
+    std::filesystem::create_directories(home);
+    return home;
+}
+
+std::vector<std::string> command(const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{TANDREL_BUILD_BIN "/quorvane-tandrel-headless"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+std::vector<std::string> signInArguments(const DevBackend& backend,
+                                         const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{"--backend", backend.url(), "--email", DevBackend::email};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+EnvironmentChanges withHome(EnvironmentChanges environment, const std::filesystem::path& home) {
+    environment.insert_or_assign("HOME", home.string());
+    environment.insert_or_assign("XDG_CONFIG_HOME", (home / ".config").string());
+    return environment;
+}
+
+} // namespace
+
+HeadlessProcess::HeadlessProcess(const DevBackend& backend, const EnvironmentChanges& environment,
+                                 const std::vector<std::string>& arguments)
+    : HeadlessProcess(signInArguments(backend, arguments), environment) {
+    process_.write(std::string(DevBackend::password) + '\n');
+}
+
+HeadlessProcess::HeadlessProcess(const std::vector<std::string>& arguments,
+                                 const EnvironmentChanges& environment)
+    : home_(newHome())
+    , process_(command(arguments), withHome(environment, home_), home_ / "output",
+               ChildProcess::Input::pipe) {}
+
+std::string HeadlessProcess::output() const {
+    return textOf(home_ / "output");
+}
+
+bool HeadlessProcess::waitFor(const std::string& text, std::chrono::milliseconds limit) {
+    const auto printed = [this, &text] {
+        return ('\n' + output()).find('\n' + text) != std::string::npos;
+    };
+    waitUntil([&] { return printed() || !process_.isRunning(); }, limit);
+    return printed();
+}
+
+std::optional<int> HeadlessProcess::waitForExit(std::chrono::milliseconds limit) {
+    return process_.waitForExit(limit);
+}
+
+std::string HeadlessProcess::debugLog() const {
+    return textOf(home_ / ".local/state/quorvane-tandrel/tandrel-debug.log");
+}
+
+} // namespace tandrel::test

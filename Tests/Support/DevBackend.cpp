@@ -1,0 +1,111 @@
+#include "Support/DevBackend.h"
+
+#include "Support/WaitUntil.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+namespace tandrel::test {
+
+namespace {
+
+std::filesystem::path newFolder() {
+    static int count = 0;
+    const std::filesystem::path folder =
+        std::filesystem::path(std::getenv("HOME")) / ("backend" + std::to_string(++count));
+    std::filesystem::create_directories(folder);
+    return folder;
+}
+
+std::string textOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> command(const std::filesystem::path& folder,
+                                 const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{TANDREL_BUILD_BIN "/quorvane-tandrel-dev-backend", "--port", "0",
+                                 "--output", folder.string()};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+std::string curl(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"curl", "-fsS", "--noproxy", "*", "--max-time", "10"});
+    ChildProcess::Output output = ChildProcess::run(arguments, {});
+    if (output.exitCode != 0) {
+        throw std::runtime_error("the backend refused " + arguments.back());
+    }
+    return std::move(output.text);
+}
+
+} // namespace
+
+DevBackend::DevBackend(const std::vector<std::string>& arguments)
+    : folder_(newFolder())
+    , process_(command(folder_, arguments), {}, folder_ / "log") {
+    static constexpr std::string_view announcement = "listening on ";
+    const bool isListening = waitUntil([this] {
+        const std::string log = textOf(folder_ / "log");
+        const auto start = log.find(announcement);
+        const auto end = log.find('\n', start);
+        if (start == std::string::npos || end == std::string::npos) {
+            return false;
+        }
+        url_ = log.substr(start + announcement.size(), end - start - announcement.size());
+        return true;
+    });
+    if (!isListening) {
+        throw std::runtime_error("the backend did not start: " + textOf(folder_ / "log"));
+    }
+}
+
+std::string DevBackend::startSession() {
+    const auto answer = nlohmann::json::parse(send("POST", "/dev/sessions", "{}"));
+    return answer.at("session_id").get<std::string>();
+}
+
+std::string DevBackend::get(const std::string& path) const {
+    return curl({url_ + path});
+}
+
+std::string DevBackend::send(const std::string& method, const std::string& path,
+                             const std::string& json) {
+    return curl(
+        {"-X", method, "-H", "Content-Type: application/json", "--data", json, url_ + path});
+}
+
+std::vector<std::int16_t> DevBackend::received(const std::string& session) const {
+    static constexpr std::size_t headerBytes = 44;
+    const std::string wav = get("/dev/sessions/" + session + "/audio.wav");
+    if (wav.size() < headerBytes) {
+        return {};
+    }
+    std::vector<std::int16_t> samples((wav.size() - headerBytes) / sizeof(std::int16_t));
+    std::memcpy(samples.data(), wav.data() + headerBytes, samples.size() * sizeof(std::int16_t));
+    return samples;
+}
+
+std::string DevBackend::lastEnd(const std::string& session) const {
+    const auto description = nlohmann::json::parse(get("/dev/sessions/" + session));
+    if (!description.contains("last_end")) {
+        return {};
+    }
+    const auto& end = description.at("last_end");
+    return end.at("by").get<std::string>() + ' ' + std::to_string(end.at("code").get<int>());
+}
+
+std::int64_t DevBackend::messageCount(const std::string& session) const {
+    const auto description = nlohmann::json::parse(get("/dev/sessions/" + session));
+    return description.contains("audio")
+               ? description.at("audio").at("messages").get<std::int64_t>()
+               : 0;
+}
+
+} // namespace tandrel::test

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+namespace tandrel::test {
+
+/// Looks at `condition` every few milliseconds until it holds or `limit` has passed; whether it
+/// held. For what happens in other processes and threads. On a slow machine the environment
+/// variable TANDREL_TEST_TIMEOUT_FACTOR stretches the limit.
+bool waitUntil(const std::function<bool()>& condition,
+               std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+} // namespace tandrel::test
