@@ -47,23 +47,23 @@ struct Rendering {
 } // namespace
 
 APIError APIError::httpError(std::int64_t statusCode, std::optional<std::string> message) {
-    return APIError(HttpError{statusCode, std::move(message)});
+    return {std::in_place_type<HttpError>, HttpError{statusCode, std::move(message)}};
 }
 
 APIError APIError::decodingError(DecodingError underlying) {
-    return APIError(std::move(underlying));
+    return {std::in_place_type<DecodingError>, std::move(underlying)};
 }
 
 APIError APIError::networkError(TransportError underlying) {
-    return APIError(std::move(underlying));
+    return {std::in_place_type<TransportError>, std::move(underlying)};
 }
 
 APIError APIError::invalidURL() {
-    return APIError(InvalidURL{});
+    return {std::in_place_type<InvalidURL>, InvalidURL{}};
 }
 
 APIError APIError::unauthorized() {
-    return APIError(Unauthorized{});
+    return {std::in_place_type<Unauthorized>, Unauthorized{}};
 }
 
 std::string APIError::errorDescription() const {

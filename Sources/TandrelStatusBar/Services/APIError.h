@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
 namespace tandrel {
@@ -46,8 +47,10 @@ public:
     friend bool operator==(const APIError&, const APIError&) = default;
 
 private:
-    explicit APIError(Case value)
-        : value_(std::move(value)) {}
+    // In place: g++ 12 with sanitizers warns of a variant that is moved.
+    template <typename Alternative>
+    APIError(std::in_place_type_t<Alternative> type, Alternative alternative)
+        : value_(type, std::move(alternative)) {}
     Case value_;
 };
 
