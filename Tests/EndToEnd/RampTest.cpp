@@ -75,8 +75,8 @@ class Backend {
 public:
     explicit Backend(const std::filesystem::path& folder)
         : log_(folder / "backend.log")
-        , process_({TANDREL_BUILD_BIN "/quorvane-tandrel-dev-backend", "--port", "0", "--quiet",
-                    "--account", "pulseaudio@quorvane.example:ramp", "--account",
+        , process_({std::string(TANDREL_BUILD_BIN) + "/quorvane-tandrel-dev-backend", "--port", "0",
+                    "--quiet", "--account", "pulseaudio@quorvane.example:ramp", "--account",
                     "pipewire@quorvane.example:ramp", "--output", (folder / "received").string()},
                    {}, log_) {}
 
