@@ -67,7 +67,7 @@ void Connection::onDialed() {
     connect(socket_.get(), &QTcpSocket::readyRead, this, &Connection::readIncoming);
     connect(socket_.get(), &QTcpSocket::bytesWritten, this, &Connection::onSocketWritten);
     connect(socket_.get(), &QTcpSocket::disconnected, this, &Connection::onSocketEnded);
-    connect(socket_.get(), &QTcpSocket::errorOccurred, this, &Connection::onSocketEnded);
+    connect(socket_.get(), &QTcpSocket::errorOccurred, this, &Connection::onSocketError);
     if (auto* secure = qobject_cast<QSslSocket*>(socket_.get())) {
         connect(secure, &QSslSocket::encryptedBytesWritten, this, &Connection::onSocketWritten);
     }
@@ -258,6 +258,14 @@ void Connection::onSocketWritten() {
     if (stage_ == Stage::open && !isOutputBlocked()) {
         pump();
         readIncoming();
+    }
+}
+
+void Connection::onSocketError(QAbstractSocket::SocketError error) {
+    // A look for input that finds none, while output is blocked, counts as an error for Qt. The
+    // system's own time-out is followed by `disconnected`.
+    if (error != QAbstractSocket::SocketTimeoutError) {
+        onSocketEnded();
     }
 }
 

@@ -59,6 +59,7 @@ private:
 
     void onDialed();
     void onSocketWritten();
+    void onSocketError(QAbstractSocket::SocketError error);
     void onSocketEnded();
     void onTimeout();
     void readReply();

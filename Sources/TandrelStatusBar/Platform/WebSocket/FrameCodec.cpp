@@ -66,14 +66,21 @@ void FrameCodec::queue(std::uint8_t opcode, const std::uint8_t* bytes, std::size
     const wslay_event_msg message{opcode, bytes, size};
     // Refused only behind a close frame, where nothing may follow.
     (void)wslay_event_queue_msg(context_.get(), &message);
+    writeQueued();
 }
 
 void FrameCodec::queueClose(std::uint16_t code) {
     (void)wslay_event_queue_close(context_.get(), code, nullptr, 0);
+    writeQueued();
+}
+
+void FrameCodec::writeQueued() {
+    // At once, for in the library's queues a close frame overtakes what was queued before it.
+    (void)wslay_event_send(context_.get());
 }
 
 std::string FrameCodec::takeOutput() {
-    (void)wslay_event_send(context_.get());
+    writeQueued();
     return std::exchange(output_, {});
 }
 
@@ -148,7 +155,9 @@ void FrameCodec::onMessageEnd(wslay_event_context* /*context*/,
     if (that.isViolated()) {
         return;
     }
-    if (end->opcode == WSLAY_PONG) {
+    if (end->opcode == WSLAY_PING) {
+        that.writeQueued();
+    } else if (end->opcode == WSLAY_PONG) {
         that.events_.emplace_back(Pong{std::string(end->msg, end->msg + end->msg_length)});
     } else if (end->opcode == WSLAY_TEXT_FRAME || end->opcode == WSLAY_BINARY_FRAME) {
         const auto kind = end->opcode == WSLAY_TEXT_FRAME ? SocketMessage::Kind::text

@@ -68,6 +68,7 @@ private:
                              void* codec);
 
     void queue(std::uint8_t opcode, const std::uint8_t* bytes, std::size_t size);
+    void writeQueued();
     void refuseOversized();
 
     std::unique_ptr<wslay_event_context, ContextDeleter> context_;

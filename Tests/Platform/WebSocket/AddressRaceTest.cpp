@@ -1,0 +1,172 @@
+#include "Platform/WebSocket/AddressRace.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTcpServer>
+
+#include <gmock/gmock.h>
+
+#include <arpa/inet.h>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace tandrel {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+
+/// An address that swallows connections, as broken IPv6 does: a listener whose queue is full.
+class BlackHole {
+public:
+    BlackHole(const char* address, quint16 port)
+        : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        name.sin_port = htons(port);
+        EXPECT_EQ(::inet_pton(AF_INET, address, &name.sin_addr), 1);
+        const auto* generic = reinterpret_cast<const sockaddr*>(&name);
+        EXPECT_EQ(::bind(listener_, generic, sizeof name), 0);
+        EXPECT_EQ(::listen(listener_, 0), 0);
+        for (int& filler : fillers_) {
+            filler = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            (void)::connect(filler, generic, sizeof name);
+        }
+    }
+    ~BlackHole() {
+        for (const int filler : fillers_) {
+            ::close(filler);
+        }
+        ::close(listener_);
+    }
+    BlackHole(const BlackHole&) = delete;
+    BlackHole& operator=(const BlackHole&) = delete;
+
+private:
+    int listener_;
+    std::array<int, 4> fillers_{};
+};
+
+class AddressRaceTest : public testing::Test {
+protected:
+    /// Runs a race to its end.
+    void run(const QStringList& addresses, quint16 port) {
+        QList<QHostAddress> hosts;
+        for (const QString& address : addresses) {
+            hosts.append(QHostAddress(address));
+        }
+        race_.reset(new AddressRace(hosts, port, 250ms, [this] {
+            ++sockets_;
+            return SocketPointer(new QTcpSocket);
+        }));
+        QObject::connect(race_.get(), &AddressRace::won, race_.get(), [this] {
+            winner_ = race_->takeWinner();
+            ++ends_;
+        });
+        QObject::connect(race_.get(), &AddressRace::failed, race_.get(),
+                         [this](const QString& why) {
+                             reason_ = why;
+                             ++ends_;
+                         });
+        timer_.start();
+        race_->start();
+        while (ends_ == 0 && timer_.elapsed() < 20'000) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+        }
+        seconds_ = static_cast<double>(timer_.elapsed()) / 1000;
+        QCoreApplication::processEvents();
+        EXPECT_EQ(ends_, 1);
+    }
+
+    void TearDown() override {
+        winner_.reset();
+        race_.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    QElapsedTimer timer_;
+    double seconds_ = 0;
+    int ends_ = 0;
+    int sockets_ = 0;
+    QString reason_;
+    SocketPointer winner_;
+    std::unique_ptr<AddressRace, LaterDeleter> race_;
+};
+
+TEST_F(AddressRaceTest, BrokenFirstAddressCostsNoMoreThanHalfASecond) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    const BlackHole hole("127.0.0.2", server.serverPort());
+    run({QStringLiteral("127.0.0.2"), QStringLiteral("127.0.0.1")}, server.serverPort());
+    std::printf("an address that swallows connections costs %.3f s\n", seconds_);
+    ASSERT_NE(winner_, nullptr);
+    EXPECT_EQ(winner_->peerAddress(), QHostAddress(QHostAddress::LocalHost));
+    EXPECT_GE(seconds_, 0.2) << "the first address had its head start";
+    EXPECT_LE(seconds_, 0.5);
+}
+
+TEST_F(AddressRaceTest, BrokenIpv6CostsNoMoreThanHalfASecond) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    // Addresses for documentation, which lead nowhere (RFC 3849).
+    run({QStringLiteral("2001:db8::1"), QStringLiteral("2001:db8::2"), QStringLiteral("127.0.0.1")},
+        server.serverPort());
+    std::printf("broken IPv6 costs %.3f s\n", seconds_);
+    ASSERT_NE(winner_, nullptr);
+    EXPECT_LE(seconds_, 0.5);
+}
+
+TEST_F(AddressRaceTest, AWorkingFirstAddressIsTheOnlyOneTried) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    run({QStringLiteral("127.0.0.1"), QStringLiteral("127.0.0.2")}, server.serverPort());
+    EXPECT_NE(winner_, nullptr);
+    EXPECT_EQ(sockets_, 1);
+}
+
+TEST_F(AddressRaceTest, ARefusedAddressYieldsToTheNextAtOnce) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    run({QStringLiteral("127.0.0.3"), QStringLiteral("127.0.0.1")}, server.serverPort());
+    EXPECT_NE(winner_, nullptr);
+    EXPECT_LT(seconds_, 0.2);
+}
+
+TEST_F(AddressRaceTest, FailsWhenEveryAddressHasFailed) {
+    quint16 port = 0;
+    {
+        QTcpServer server;
+        ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+        port = server.serverPort();
+    }
+    run({QStringLiteral("127.0.0.1"), QStringLiteral("127.0.0.2"), QStringLiteral("127.0.0.3")},
+        port);
+    EXPECT_EQ(winner_, nullptr);
+    EXPECT_EQ(reason_, QStringLiteral("Connection refused"));
+    EXPECT_EQ(sockets_, 3);
+}
+
+TEST_F(AddressRaceTest, FailsWithoutAnyAddress) {
+    run({}, 80);
+    EXPECT_EQ(reason_, QStringLiteral("Host not found"));
+}
+
+TEST(AddressRace, AlternatesTheFamiliesStartingWithTheFirst) {
+    const auto address = [](const char* text) { return QHostAddress(QString::fromLatin1(text)); };
+    EXPECT_THAT(AddressRace::interleaved({address("::1"), address("::2"), address("::3"),
+                                          address("1.0.0.1"), address("1.0.0.2")}),
+                ElementsAre(address("::1"), address("1.0.0.1"), address("::2"), address("1.0.0.2"),
+                            address("::3")));
+    EXPECT_THAT(AddressRace::interleaved({address("1.0.0.1"), address("1.0.0.2")}),
+                ElementsAre(address("1.0.0.1"), address("1.0.0.2")));
+    EXPECT_TRUE(AddressRace::interleaved({}).isEmpty());
+}
+
+} // namespace
+} // namespace tandrel
