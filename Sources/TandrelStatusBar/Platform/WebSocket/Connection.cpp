@@ -142,7 +142,7 @@ void Connection::pump() {
         lose(tr("The server does not take the stream fast enough."));
         return;
     }
-    if (stage_ != Stage::open || std::exchange(pumping_, true)) {
+    if (stage_ != Stage::open || ended_ || std::exchange(pumping_, true)) {
         return;
     }
     channel_->outgoing.beginRound();
@@ -249,7 +249,8 @@ void Connection::checkForEnd() {
 
 void Connection::writeOutput() {
     const std::string output = codec_.takeOutput();
-    if (!output.empty() && socket_) {
+    // Qt does not expect a write while it tells of the end.
+    if (!output.empty() && socket_ && !ended_) {
         socket_->write(output.data(), static_cast<qint64>(output.size()));
     }
 }

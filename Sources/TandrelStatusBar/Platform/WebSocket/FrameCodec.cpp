@@ -109,10 +109,15 @@ ssize_t FrameCodec::writeOutput(wslay_event_context* /*context*/, const std::uin
 
 int FrameCodec::makeMask(wslay_event_context* /*context*/, std::uint8_t* buffer, std::size_t size,
                          void* /*codec*/) {
-    // Unpredictable, as RFC 6455, section 10.3, wants it.
-    QRandomGenerator* random = QRandomGenerator::system();
-    std::generate_n(buffer, size,
-                    [random] { return static_cast<std::uint8_t>(random->generate()); });
+    // Unpredictable, as RFC 6455, section 10.3, wants it; one call to the system for each mask.
+    std::uint32_t random = QRandomGenerator::system()->generate();
+    for (std::size_t index = 0; index < size; ++index) {
+        if (index > 0 && index % sizeof random == 0) {
+            random = QRandomGenerator::system()->generate();
+        }
+        buffer[index] = static_cast<std::uint8_t>(random & 0xffU);
+        random >>= 8U;
+    }
     return 0;
 }
 
