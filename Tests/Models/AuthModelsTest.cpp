@@ -330,7 +330,7 @@ TEST(AuthModels, DecidesEveryMutationOfAValidAnswerTheSameTwice) {
     const std::string original = loginJson();
     int accepted = 0;
     int refused = 0;
-    for (int round = 0; round < 20'000; ++round) {
+    for (int round = 0; round < 8'000; ++round) {
         const std::string text = mutated(original, random);
         const auto first = decodeAnswer<LoginResponse>(text);
         const auto second = decodeAnswer<LoginResponse>(std::string(text));
@@ -348,8 +348,8 @@ TEST(AuthModels, DecidesEveryMutationOfAValidAnswerTheSameTwice) {
         }
     }
     // Both ways were taken often, or the loop proves nothing.
-    EXPECT_GT(accepted, 500);
-    EXPECT_GT(refused, 500);
+    EXPECT_GT(accepted, 200);
+    EXPECT_GT(refused, 200);
 }
 
 } // namespace

@@ -58,6 +58,7 @@ Handle ProxyLookup::start(const QUrl& url, Completion completion) {
                                         QUrl::RemoveQuery | QUrl::RemoveFragment);
     auto shared = std::make_shared<Completion>(std::move(completion));
     const auto [entry, isFirst] = waiting_.try_emplace(origin);
+    std::erase_if(entry->second, [](const auto& waiter) { return waiter.expired(); });
     entry->second.push_back(shared);
     if (isFirst) {
         // Detached: a system that never answers must not hold up the end of the program.
