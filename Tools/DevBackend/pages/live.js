@@ -13,14 +13,14 @@ const decimals = (value, digits) => value.toLocaleString('en', {
   minimumFractionDigits: digits, maximumFractionDigits: digits,
 });
 
-/** Draws the last levels as bars, from -60 dBFS (nothing) to 0 dBFS (full height). */
+/** Draws the last levels as bars, from -60 dBFS (nothing) to -6 dBFS (full height). */
 class LevelHistory {
   constructor(canvas) {
     this.canvas = canvas;
     this.levels = [];
   }
   push(dbfs) {
-    this.levels.push(Math.max(0, Math.min(1, (dbfs + 60) / 60)));
+    this.levels.push(Math.max(0, Math.min(1, (dbfs + 60) / 54)));
     this.levels = this.levels.slice(-160);
     this.draw();
   }
@@ -47,7 +47,8 @@ function showStatistics(audio) {
   const values = audio ? [
     ['Audio', `${decimals(audio.seconds, 1)} s`],
     ['Messages', audio.messages.toLocaleString('en')],
-    ['Frames/message', `${audio.min_frames} / ${decimals(audio.mean_frames, 1)} / ${audio.max_frames}`],
+    ['Frames/message', audio.min_frames === audio.max_frames
+      ? audio.min_frames : `${audio.min_frames} to ${audio.max_frames}`],
     ['Longest gap', `${decimals(audio.max_gap_ms, 0)} ms`],
   ] : [];
   $('statistics').replaceChildren(...values.map(([name, value]) => {
