@@ -85,7 +85,14 @@ void StreamEndpoint::refuse(std::unique_ptr<QWebSocket> webSocket, int closeCode
     QWebSocket* leaving = webSocket.release();
     leaving->setParent(this);
     connect(leaving, &QWebSocket::disconnected, leaving, &QObject::deleteLater);
-    leaving->close(static_cast<QWebSocketProtocol::CloseCode>(closeCode));
+    // A new QWebSocket (Qt 6.4) has queued a first look at what came with the request, and warns
+    // when that finds the connection closed.
+    QMetaObject::invokeMethod(
+        leaving,
+        [leaving, closeCode] {
+            leaving->close(static_cast<QWebSocketProtocol::CloseCode>(closeCode));
+        },
+        Qt::QueuedConnection);
 }
 
 void StreamEndpoint::open(Session& session, std::unique_ptr<QWebSocket> webSocket,
