@@ -71,6 +71,15 @@ class SecretServiceStore::Keyring {
 public:
     using Operation = std::function<Outcome(SecretService&, glib::Error&)>;
 
+    Keyring() = default;
+    Keyring(const Keyring&) = delete;
+    Keyring& operator=(const Keyring&) = delete;
+    ~Keyring() {
+        const ContextScope scope(context_.get());
+        service_.reset();
+        bus_.reset();
+    }
+
     /// Runs `operation`; once more when a connection that stood from earlier turns out to be dead,
     /// as after a restart of the keyring's daemon.
     CredentialStatus run(const Operation& operation) {
@@ -132,6 +141,12 @@ private:
         void operator()(GMainContext* context) const { g_main_context_unref(context); }
     };
 
+    /// GLib frees some of what its objects hold this way, after they have gone.
+    static void runPending(GMainContext* context) {
+        while (g_main_context_iteration(context, FALSE) != FALSE) {
+        }
+    }
+
     /// For its life, what GLib delivers to this thread goes to `context` alone. Otherwise it would
     /// go to the main thread, which runs GLib's default context, while this thread uses the very
     /// same objects.
@@ -140,10 +155,12 @@ private:
         explicit ContextScope(GMainContext* context)
             : context_(context) {
             g_main_context_push_thread_default(context_);
-            while (g_main_context_iteration(context_, FALSE) != FALSE) {
-            }
+            runPending(context_);
         }
-        ~ContextScope() { g_main_context_pop_thread_default(context_); }
+        ~ContextScope() {
+            runPending(context_);
+            g_main_context_pop_thread_default(context_);
+        }
         ContextScope(const ContextScope&) = delete;
         ContextScope& operator=(const ContextScope&) = delete;
 
