@@ -27,7 +27,7 @@ void convertBuffer(benchmark::State& state) {
     const auto converter = PCMConverter::create({rate, 1, SampleType::float32, true});
     const std::vector<float> input = tone(granted);
     std::vector<std::uint8_t> output(streamFrameCapacity(granted, rate) * streamBytesPerFrame);
-    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the library's loop form
+    for (auto _ : state) {
         benchmark::DoNotOptimize(converter->convert(input, output));
         benchmark::ClobberMemory();
     }
@@ -45,7 +45,7 @@ BENCHMARK(convertBuffer)
 
 void measureBuffer(benchmark::State& state) {
     const std::vector<float> input = tone(1023);
-    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the library's loop form
+    for (auto _ : state) {
         benchmark::DoNotOptimize(measureLevel(input));
     }
     state.counters["timePerFrame"] =

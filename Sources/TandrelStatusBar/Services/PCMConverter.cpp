@@ -91,8 +91,7 @@ std::size_t PCMConverter::copyWaiting(std::span<std::uint8_t> output) {
 
 Result<std::size_t, ConversionError> PCMConverter::resampleWaiting(std::span<std::uint8_t> output) {
     const std::size_t capacity = output.size() / streamBytesPerFrame;
-    std::array<float, 512>
-        resampled; // NOLINT(cppcoreguidelines-pro-type-member-init): written below
+    std::array<float, 512> resampled{};
     std::size_t frames = 0;
     // An input pointer of null would insert silence, so an empty queue is never handed over.
     while (frames < capacity && !waiting_.unread().empty()) {
