@@ -131,6 +131,7 @@ public:
             }
             last = now;
             // A copy: the reaction may assign again, or end this subscription.
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): see above
             const T seen = now;
             reaction(seen);
         });
