@@ -1,6 +1,8 @@
 #include "Platform/TapThread.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -19,18 +21,18 @@ public:
 
     void run() {
         while (!stopping_.load()) {
-            const std::uint32_t seen = wakes_.load();
             while (deliverOne()) {
             }
-            if (!stopping_.load()) {
-                wakes_.wait(seen);
-            }
+            waitForWake();
         }
     }
 
     void wake() noexcept {
-        wakes_.fetch_add(1);
-        wakes_.notify_one();
+        {
+            const std::lock_guard lock(mutex_);
+            isAwoken_ = true;
+        }
+        awoken_.notify_one();
     }
 
     void stop() {
@@ -44,6 +46,14 @@ public:
     }
 
 private:
+    // Not std::atomic's wait: libstdc++ yields the processor several times before it sleeps, which
+    // on a busy machine puts this thread behind all others just when the sound comes.
+    void waitForWake() {
+        std::unique_lock lock(mutex_);
+        awoken_.wait(lock, [this] { return isAwoken_; });
+        isAwoken_ = false;
+    }
+
     bool deliverOne() {
         if (stopping_.load() || turn_.exchange(true)) {
             return false;
@@ -65,8 +75,11 @@ private:
     std::atomic<bool> stopping_{false};
     /// Held while a tap call is under way, and for ever by the stop.
     std::atomic<bool> turn_{false};
-    /// Counts the wakes, so that none is missed between a look at the ring and the wait.
-    std::atomic<std::uint32_t> wakes_{0};
+    /// Held for a moment only, never during a tap call.
+    std::mutex mutex_;
+    std::condition_variable awoken_;
+    /// Whether a wake came since the last look at the ring.
+    bool isAwoken_ = false;
 };
 
 TapThread::TapThread(std::shared_ptr<SampleRing> ring, std::uint32_t bufferFrames,

@@ -22,7 +22,8 @@ public:
     TapThread(const TapThread&) = delete;
     TapThread& operator=(const TapThread&) = delete;
 
-    /// Says that a whole buffer may be there. Any thread; never blocks, at most one system call.
+    /// Says that a whole buffer may be there. Any thread; holds a short lock, never during a tap
+    /// call.
     void wake() noexcept;
 
 private:
