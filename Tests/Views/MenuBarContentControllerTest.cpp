@@ -174,6 +174,16 @@ TEST_F(MenuBarContentControllerTest, PollingStartsByTheReactionAndAgainWhenTheRe
     EXPECT_EQ(outside.backend.transport.pendingCount(), 1U) << "one loop";
 }
 
+TEST_F(MenuBarContentControllerTest, ARestoreThatEndsLateLeavesAStreamAlone) {
+    storeSession();
+    content->appear();
+    outside.clock().runPending();
+    content->sessionService().state.set(SessionState::streaming());
+    outside.backend.transport.answer(200, profileJson);
+    EXPECT_EQ(kind(), Kind::streaming);
+    EXPECT_EQ(pollingStarts(), 1U);
+}
+
 TEST_F(MenuBarContentControllerTest, LaterAppearancesRestoreNothing) {
     storeSession();
     for (int time = 0; time < 5; ++time) {

@@ -49,10 +49,18 @@ void MenuBarContentController::appear() {
 void MenuBarContentController::restoreSession() {
     credentialLoad_.reset();
     restore_ = authService_.restoreSession([this] {
-        if (authService_.isAuthenticated.value()) {
+        if (authService_.isAuthenticated.value() && !hasMovedOn()) {
             sessionService_.startPolling();
         }
     });
+}
+
+bool MenuBarContentController::hasMovedOn() {
+    // The search began with the sign-in; a slow validation may end after it has found a session,
+    // and even streams it. Searching anew would then take the stream's state away while the
+    // microphone stays open.
+    const SessionState::Kind kind = sessionService_.state.value().kind();
+    return kind != SessionState::Kind::idle && kind != SessionState::Kind::polling;
 }
 
 void MenuBarContentController::authenticationChanged(bool isAuthenticated) {

@@ -68,7 +68,7 @@ public:
 
 private:
     void restoreSession();
-    void sessionRestored();
+    [[nodiscard]] bool hasMovedOn();
     void authenticationChanged(bool isAuthenticated);
     void createPanel();
     void destroyPanel();
