@@ -521,7 +521,17 @@ TEST_F(StreamingControllerTest, FlagsThatStandWhenThePanelComesAreNoChange) {
                                                        outside.appState, outside.backend.clock);
     waitLong();
     EXPECT_EQ(kind(), Kind::sessionFound);
-    EXPECT_TRUE(outside.appState.stopRequested.value());
+}
+
+TEST_F(StreamingControllerTest, AStopThatCameBeforeThePanelDoesNotHideTheNextOne) {
+    controller.reset();
+    outside.appState.stopRequested.set(true);
+    controller = std::make_unique<StreamingController>(auth, session, outside.audioService, ws,
+                                                       outside.appState, outside.backend.clock);
+    EXPECT_FALSE(outside.appState.stopRequested.value());
+    startWhole();
+    outside.appState.stopRequested.set(true);
+    expectStopped();
 }
 
 TEST_F(StreamingControllerTest, AUrlStopStopsAStream) {

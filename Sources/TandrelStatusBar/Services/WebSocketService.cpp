@@ -87,6 +87,7 @@ WebSocketService::~WebSocketService() = default;
 
 void WebSocketService::connect(std::string token) {
     DebugLog::write("[connect] token=" + std::string(prefix(token, 8)) + "...");
+    ++streamNumber_;
     currentToken_ = token;
     shouldReconnect_ = true;
     reconnectAttempts_ = 0;
@@ -191,9 +192,10 @@ void WebSocketService::attemptReconnect() {
         const std::string token = *currentToken_;
         state.set(ConnectionState::connecting());
         // Whether it is still wanted is asked when the wait is over; nothing but the end of this
-        // object cancels it.
-        reconnections_.after(clock_, delay, [this, token] {
-            if (shouldReconnect_) {
+        // object cancels it. A wait that an earlier stream left behind must not take the place of
+        // the stream that has begun meanwhile.
+        reconnections_.after(clock_, delay, [this, token, stream = streamNumber_] {
+            if (shouldReconnect_ && stream == streamNumber_) {
                 establishConnection(token);
             }
         });

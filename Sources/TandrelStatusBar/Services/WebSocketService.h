@@ -63,6 +63,8 @@ private:
     std::int64_t reconnectAttempts_ = 0;
     std::optional<std::string> currentToken_;
     bool shouldReconnect_ = false;
+    /// Counts the calls of `connect()`.
+    std::uint64_t streamNumber_ = 0;
     /// Which connection the current task is; completions of an earlier one are recognised by it.
     std::uint64_t connectionNumber_ = 0;
 

@@ -44,6 +44,9 @@ StreamingController::StreamingController(AuthService& authService, SessionServic
     , wsService_(std::move(wsService))
     , appState_(appState)
     , clock_(clock) {
+    // A stop that came while there was nothing to stop is void; left standing, it would keep the
+    // next one from being seen.
+    appState_.stopRequested.set(false);
     observeServices();
 }
 
