@@ -49,18 +49,19 @@ CaptureStream::CaptureStream(std::shared_ptr<Connection> connection,
 
 CaptureStream::~CaptureStream() {
     {
-        const LoopLock lock(connection_->loop());
+        const auto lock = connection_->loop().lock();
+        connection_->loop().removeObserver(*this);
         muteQuery_.reset();
         watchdog_.reset();
-        announceBuffer_.reset();
         stream_.reset();
     }
     connection_->removeStream();
 }
 
 std::optional<Error> CaptureStream::start(Deadline deadline) {
-    const LoopLock lock(connection_->loop());
-    createEvents();
+    auto lock = connection_->loop().lock();
+    connection_->loop().addObserver(*this);
+    createWatchdog();
     if (!createStream() || !requestRecording()) {
         return connection_->lastError();
     }
@@ -68,7 +69,7 @@ std::optional<Error> CaptureStream::start(Deadline deadline) {
         const pa_stream_state_t state = pa_stream_get_state(stream_.get());
         return state == PA_STREAM_READY || !PA_STREAM_IS_GOOD(state);
     };
-    if (!connection_->waitUntil(deadline, isSettled)) {
+    if (!connection_->loop().waitUntil(lock, deadline, isSettled)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (pa_stream_get_state(stream_.get()) != PA_STREAM_READY) {
@@ -81,23 +82,14 @@ std::optional<Error> CaptureStream::start(Deadline deadline) {
     return std::nullopt;
 }
 
-void CaptureStream::createEvents() {
-    pa_mainloop_api* const api = connection_->api();
-    announceBuffer_ = {api->defer_new(
-                           api,
-                           [](pa_mainloop_api*, pa_defer_event*, void* object) {
-                               static_cast<CaptureStream*>(object)->onBufferReady();
-                           },
-                           this),
-                       {api}};
-    api->defer_enable(announceBuffer_.get(), 0);
+void CaptureStream::createWatchdog() {
     watchdog_ = {pa_context_rttime_new(
                      connection_->context(), nextTick(),
                      [](pa_mainloop_api*, pa_time_event*, const timeval*, void* object) {
                          static_cast<CaptureStream*>(object)->onWatchdog();
                      },
                      this),
-                 {api}};
+                 {connection_->loop().api()}};
 }
 
 bool CaptureStream::createStream() {
@@ -151,15 +143,15 @@ void CaptureStream::onStateChange() {
             report(CaptureFault::Kind::serverLost, "The sound server stopped");
         }
     }
-    pa_threaded_mainloop_signal(connection_->loop(), 0);
+    connection_->loop().signal();
 }
 
 void CaptureStream::onMoved() {
     report(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
 }
 
-/// Real-time: copies, and nothing else that could wait. The consumer is woken after this has
-/// returned, from an event of its own.
+/// Real-time: copies, and nothing else that could wait. The consumer is woken once this has
+/// returned.
 void CaptureStream::onReadable() noexcept {
     const std::size_t channels = settings_.sampleSpec.channels;
     const std::size_t frameBytes = channels * sizeof(float);
@@ -178,14 +170,13 @@ void CaptureStream::onReadable() noexcept {
         framesReceived_ += frames;
         pa_stream_drop(stream_.get());
     }
-    if (ring_.size() >= settings_.bufferFrames) {
-        connection_->api()->defer_enable(announceBuffer_.get(), 1);
-    }
+    isBufferReady_ = ring_.size() >= settings_.bufferFrames;
 }
 
-void CaptureStream::onBufferReady() {
-    connection_->api()->defer_enable(announceBuffer_.get(), 0);
-    events_.bufferReady();
+void CaptureStream::aboutToWait() {
+    if (std::exchange(isBufferReady_, false)) {
+        events_.bufferReady();
+    }
 }
 
 /// Catches what no event tells, such as a session manager that died.

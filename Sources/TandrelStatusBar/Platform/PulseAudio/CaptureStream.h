@@ -35,7 +35,7 @@ struct CaptureEvents {
 
 /// A running recording of one source, and of no other: what arrives goes into a ring. Made and
 /// destroyed on the main thread.
-class CaptureStream {
+class CaptureStream : private LoopObserver {
 public:
     /// Starts to record; `ring` must outlive the stream. Sound may come before this returns. Waits
     /// for the server until the deadline.
@@ -43,9 +43,7 @@ public:
     open(std::shared_ptr<Connection> connection, const CaptureSettings& settings, SampleRing& ring,
          CaptureEvents events, Deadline deadline);
     /// Ends the recording without waiting for the server. Nothing is told any more.
-    ~CaptureStream();
-    CaptureStream(const CaptureStream&) = delete;
-    CaptureStream& operator=(const CaptureStream&) = delete;
+    ~CaptureStream() override;
 
 private:
     CaptureStream(std::shared_ptr<Connection> connection, const CaptureSettings& settings,
@@ -53,14 +51,14 @@ private:
     [[nodiscard]] std::optional<Error> start(Deadline deadline);
     [[nodiscard]] bool createStream();
     [[nodiscard]] bool requestRecording();
-    void createEvents();
+    void createWatchdog();
     void checkMute();
 
     // On the loop's thread.
     void onStateChange();
     void onReadable() noexcept;
     void onMoved();
-    void onBufferReady();
+    void aboutToWait() override;
     void onWatchdog();
     void report(CaptureFault::Kind kind, std::string description);
 
@@ -73,13 +71,13 @@ private:
 
     // All below is touched under the loop's lock only.
     Stream stream_;
-    DeferEvent announceBuffer_;
     TimeEvent watchdog_;
     PendingOperation muteQuery_;
     /// Whether samples are let through: from the moment the stream is known to record the right
     /// source, until it no longer does.
     bool isOpen_ = false;
     bool isReported_ = false;
+    bool isBufferReady_ = false;
     std::uint64_t framesReceived_ = 0;
     std::uint64_t framesAtLastTick_ = 0;
     int silentTicks_ = 0;

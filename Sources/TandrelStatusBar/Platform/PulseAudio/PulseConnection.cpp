@@ -1,19 +1,10 @@
 #include "Platform/PulseAudio/PulseConnection.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tandrel::pulse {
 
 namespace {
-
-/// The deadline in the library's clock, which counts from another point.
-pa_usec_t libraryTime(Deadline deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
-        deadline - std::chrono::steady_clock::now());
-    return pa_rtclock_now() +
-           static_cast<pa_usec_t>(std::max<std::chrono::microseconds::rep>(left.count(), 0));
-}
 
 Proplist describeProgram() {
     Proplist properties(pa_proplist_new());
@@ -21,10 +12,6 @@ Proplist describeProgram() {
     pa_proplist_sets(properties.get(), PA_PROP_APPLICATION_ID, "com.quorvane.Tandrel");
     pa_proplist_sets(properties.get(), PA_PROP_APPLICATION_ICON_NAME, "com.quorvane.Tandrel");
     return properties;
-}
-
-void signalLoop(pa_threaded_mainloop* loop) {
-    pa_threaded_mainloop_signal(loop, 0);
 }
 
 std::optional<std::string> optionalText(const char* text) {
@@ -52,30 +39,18 @@ Result<std::shared_ptr<Connection>, Error> Connection::open(Deadline deadline) {
 }
 
 Connection::~Connection() {
-    if (loop_) {
-        const LoopLock lock(loop());
-        context_.reset();
-    }
+    const auto lock = loop_.lock();
+    context_.reset();
 }
 
 std::optional<Error> Connection::connect(Deadline deadline) {
-    loop_.reset(pa_threaded_mainloop_new());
-    if (!loop_) {
-        return Error{PA_ERR_INTERNAL};
-    }
-    pa_threaded_mainloop_set_name(loop(), "sound-server");
-    if (pa_threaded_mainloop_start(loop()) < 0) {
-        return Error{PA_ERR_INTERNAL};
-    }
-    const LoopLock lock(loop());
-    context_.reset(pa_context_new_with_proplist(api(), nullptr, describeProgram().get()));
+    auto lock = loop_.lock();
+    context_.reset(pa_context_new_with_proplist(loop_.api(), nullptr, describeProgram().get()));
     if (!context_) {
         return Error{PA_ERR_INTERNAL};
     }
     pa_context_set_state_callback(
-        context(),
-        [](pa_context*, void* loop) { signalLoop(static_cast<pa_threaded_mainloop*>(loop)); },
-        loop());
+        context(), [](pa_context*, void* loop) { static_cast<Loop*>(loop)->signal(); }, &loop_);
     // Without NOFAIL: an absent server is an answer, not something to wait for.
     if (pa_context_connect(context(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
         return lastError();
@@ -84,7 +59,7 @@ std::optional<Error> Connection::connect(Deadline deadline) {
         const pa_context_state_t state = pa_context_get_state(context());
         return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
     };
-    if (!waitUntil(deadline, isSettled)) {
+    if (!loop_.waitUntil(lock, deadline, isSettled)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (pa_context_get_state(context()) != PA_CONTEXT_READY) {
@@ -93,18 +68,9 @@ std::optional<Error> Connection::connect(Deadline deadline) {
     return std::nullopt;
 }
 
-bool Connection::isGood() const {
-    const LoopLock lock(loop());
+bool Connection::isGood() {
+    const auto lock = loop_.lock();
     return pa_context_get_state(context()) == PA_CONTEXT_READY;
-}
-
-TimeEvent Connection::arm(Expiry& expiry, Deadline deadline) {
-    const auto expire = [](pa_mainloop_api*, pa_time_event*, const timeval*, void* data) {
-        auto& expired = *static_cast<Expiry*>(data);
-        expired.passed = true;
-        signalLoop(expired.loop);
-    };
-    return {pa_context_rttime_new(context(), libraryTime(deadline), expire, &expiry), {api()}};
 }
 
 Result<std::vector<Source>, Error> Connection::sources(Deadline deadline) {
@@ -133,11 +99,11 @@ Result<Source, Error> Connection::source(const std::string& name, Deadline deadl
 template <typename Ask>
 Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask) {
     struct Answer {
-        pa_threaded_mainloop* loop;
+        Loop& loop;
         std::vector<Source> sources;
         std::optional<bool> complete;
     };
-    Answer answer{loop(), {}, {}};
+    Answer answer{loop_, {}, {}};
     const auto collect = [](pa_context*, const pa_source_info* info, int end, void* data) {
         auto& collected = *static_cast<Answer*>(data);
         if (end == 0) {
@@ -145,10 +111,10 @@ Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask)
             return;
         }
         collected.complete = end > 0;
-        signalLoop(collected.loop);
+        collected.loop.signal();
     };
 
-    const LoopLock lock(loop());
+    auto lock = loop_.lock();
     const PendingOperation operation(ask(collect, &answer));
     if (!operation) {
         return lastError();
@@ -158,7 +124,7 @@ Result<std::vector<Source>, Error> Connection::query(Deadline deadline, Ask ask)
                pa_operation_get_state(operation.get()) == PA_OPERATION_CANCELLED ||
                pa_context_get_state(context()) != PA_CONTEXT_READY;
     };
-    if (!waitUntil(deadline, isOver)) {
+    if (!loop_.waitUntil(lock, deadline, isOver)) {
         return Error{PA_ERR_TIMEOUT};
     }
     if (answer.complete != true) {

@@ -2,8 +2,8 @@
 
 #include "Foundation/Result.h"
 #include "Platform/PulseAudio/PulseHandles.h"
+#include "Platform/PulseAudio/PulseLoop.h"
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,8 +11,6 @@
 #include <vector>
 
 namespace tandrel::pulse {
-
-using Deadline = std::chrono::steady_clock::time_point;
 
 /// Why the sound server did not do what it was asked: one of the library's codes (PA_ERR_…).
 struct Error {
@@ -45,7 +43,7 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     /// False once the server has gone: the connection is then to be replaced.
-    [[nodiscard]] bool isGood() const;
+    [[nodiscard]] bool isGood();
 
     /// Whether a stream lives on this connection; streams count themselves.
     [[nodiscard]] bool hasStream() const { return streamCount_ > 0; }
@@ -57,23 +55,7 @@ public:
     /// The source of that very name.
     [[nodiscard]] Result<Source, Error> source(const std::string& name, Deadline deadline);
 
-    /// Waits under the loop's lock until `isDone()`, asked after each event that signals the loop;
-    /// false when the deadline passes first.
-    template <typename IsDone>
-    bool waitUntil(Deadline deadline, IsDone isDone) {
-        Expiry expiry{loop()};
-        const TimeEvent timer = arm(expiry, deadline);
-        while (!isDone()) {
-            if (expiry.passed) {
-                return false;
-            }
-            pa_threaded_mainloop_wait(loop());
-        }
-        return true;
-    }
-
-    [[nodiscard]] pa_threaded_mainloop* loop() const { return loop_.get(); }
-    [[nodiscard]] pa_mainloop_api* api() const { return pa_threaded_mainloop_get_api(loop()); }
+    [[nodiscard]] Loop& loop() { return loop_; }
     [[nodiscard]] pa_context* context() const { return context_.get(); }
     /// The latest error; under the loop's lock.
     [[nodiscard]] Error lastError() const {
@@ -82,19 +64,12 @@ public:
     }
 
 private:
-    /// The library's own waits have no limit; a timer that signals the loop gives them one.
-    struct Expiry {
-        pa_threaded_mainloop* loop;
-        bool passed = false;
-    };
-
     Connection() = default;
     [[nodiscard]] std::optional<Error> connect(Deadline deadline);
     template <typename Ask>
     Result<std::vector<Source>, Error> query(Deadline deadline, Ask ask);
-    TimeEvent arm(Expiry& expiry, Deadline deadline);
 
-    MainLoop loop_;
+    Loop loop_;
     Context context_;
     int streamCount_ = 0;
 };

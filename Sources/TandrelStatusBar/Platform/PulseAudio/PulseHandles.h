@@ -15,11 +15,6 @@ struct Release {
     }
 };
 
-inline void stopAndFree(pa_threaded_mainloop* loop) {
-    pa_threaded_mainloop_stop(loop);
-    pa_threaded_mainloop_free(loop);
-}
-
 inline void silenceAndDrop(pa_context* context) {
     pa_context_set_state_callback(context, nullptr, nullptr);
     pa_context_disconnect(context);
@@ -42,8 +37,7 @@ inline void cancelAndDrop(pa_operation* operation) {
     pa_operation_unref(operation);
 }
 
-/// The last of a connection's handles to go. Called without the loop's lock.
-using MainLoop = std::unique_ptr<pa_threaded_mainloop, Release<stopAndFree>>;
+using MainLoop = std::unique_ptr<pa_mainloop, Release<pa_mainloop_free>>;
 using Proplist = std::unique_ptr<pa_proplist, Release<pa_proplist_free>>;
 
 // The handles below are made, used and dropped under the loop's lock. Events and operations go
@@ -55,30 +49,11 @@ using Stream =
     std::unique_ptr<pa_stream, Release<static_cast<void (*)(pa_stream*)>(silenceAndDrop)>>;
 using PendingOperation = std::unique_ptr<pa_operation, Release<cancelAndDrop>>;
 
-/// Frees an event through the loop that made it.
-template <typename Event, void (*pa_mainloop_api::*release)(Event*)>
-struct FreeEvent {
+/// Frees a timer through the loop that made it.
+struct FreeTimeEvent {
     pa_mainloop_api* api = nullptr;
-    void operator()(Event* event) const { (api->*release)(event); }
+    void operator()(pa_time_event* event) const { api->time_free(event); }
 };
-using TimeEvent =
-    std::unique_ptr<pa_time_event, FreeEvent<pa_time_event, &pa_mainloop_api::time_free>>;
-using DeferEvent =
-    std::unique_ptr<pa_defer_event, FreeEvent<pa_defer_event, &pa_mainloop_api::defer_free>>;
-
-/// Holds the loop's lock: its thread runs no callback meanwhile. Not for the loop's own thread.
-class LoopLock {
-public:
-    explicit LoopLock(pa_threaded_mainloop* loop)
-        : loop_(loop) {
-        pa_threaded_mainloop_lock(loop_);
-    }
-    ~LoopLock() { pa_threaded_mainloop_unlock(loop_); }
-    LoopLock(const LoopLock&) = delete;
-    LoopLock& operator=(const LoopLock&) = delete;
-
-private:
-    pa_threaded_mainloop* loop_;
-};
+using TimeEvent = std::unique_ptr<pa_time_event, FreeTimeEvent>;
 
 } // namespace tandrel::pulse
