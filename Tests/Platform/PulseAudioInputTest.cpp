@@ -519,7 +519,8 @@ TEST_P(PulseAudioInputTest, ReportsASuspendedMicrophone) {
     const std::size_t before = recording.frames();
     // PipeWire wakes it again at once, since it is in use.
     ASSERT_TRUE(runUntil([&] {
-        return !recording.faults.empty() || recording.frames() > before + std::size_t{48000} * 3 / 2;
+        return !recording.faults.empty() ||
+               recording.frames() > before + std::size_t{48000} * 3 / 2;
     }));
 
     const bool isReported = !recording.faults.empty();

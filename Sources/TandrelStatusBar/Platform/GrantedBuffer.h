@@ -13,7 +13,8 @@ struct CaptureGrant {
     std::uint32_t bufferFrames = 0;
 };
 
-/// The grant for a device that runs at `deviceRate` (frames per second; 0, not known, counts as 48 kHz).
+/// The grant for a device that runs at `deviceRate` (frames per second; 0, not known, counts as
+/// 48 kHz).
 ///
 /// A buffer of n frames becomes at most floor(n x 16000 / rate) output frames, so a length that
 /// does not divide evenly loses a fraction each time, which piles up inside the resampler: with
