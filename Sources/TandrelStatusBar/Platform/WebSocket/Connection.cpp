@@ -156,6 +156,10 @@ void Connection::pump() {
         // Looks for the server's last word before the bytes really go out: a write that meets a
         // closed connection would throw away the close frame that came before the reset.
         lookForInput();
+        // Out in this turn of the loop: to wait for the socket's own notice costs another.
+        if (stage_ == Stage::open && !ended_) {
+            socket_->flush();
+        }
         if (message->completion) {
             message->completion(stage_ == Stage::open ? std::nullopt
                                                       : std::optional(SocketError{
