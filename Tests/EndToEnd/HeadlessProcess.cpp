@@ -1,5 +1,6 @@
 #include "EndToEnd/HeadlessProcess.h"
 
+#include "BuildPaths.h"
 #include "Support/WaitUntil.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+#include "BuildPaths.h"
 #include "EndToEnd/HeadlessProcess.h"
 #include "Support/DevBackend.h"
 #include "Support/PrivateSoundServer.h"

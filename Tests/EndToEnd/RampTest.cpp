@@ -1,5 +1,6 @@
 #include "EndToEnd/Ramp.h"
 
+#include "BuildPaths.h"
 #include "Platform/AudioInput.h"
 #include "Platform/Linux/SystemMicrophonePermission.h"
 #include "Platform/PulseAudio/PulseAudioInput.h"

@@ -1,5 +1,6 @@
 #include "Platform/SecretService/SecretServiceStore.h"
 
+#include "BuildPaths.h"
 #include "FakeSystemPrompter.h"
 #include "Platform/CachedCredentialStore.h"
 #include "Services/KeychainService.h"

@@ -1,5 +1,6 @@
 #include "Support/DevBackend.h"
 
+#include "BuildPaths.h"
 #include "Support/WaitUntil.h"
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,7 @@
 #include "AudioCheck/Filters.h"
 #include "AudioCheck/Fourier.h"
 #include "AudioCheck/Verdict.h"
+#include "BuildPaths.h"
 #include "Support/ChildProcess.h"
 #include "SyntheticSpeech.h"
 

@@ -1,3 +1,4 @@
+#include "BuildPaths.h"
 #include "RunningBackend.h"
 
 #include <QElapsedTimer>

@@ -1,5 +1,7 @@
 #include "RunningBackend.h"
 
+#include "BuildPaths.h"
+
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
