@@ -1,5 +1,6 @@
 # `format-check` fails on a file that clang-format would change, `format` changes it;
-# `tidy` runs clang-tidy on every source file of ours that is part of the build.
+# `tidy` runs clang-tidy on every source file of the program and of the headless tool, `tidy-tools`
+# on those of the other tools, which users never run.
 find_program(CLANG_FORMAT_PROGRAM clang-format)
 find_program(RUN_CLANG_TIDY_PROGRAM NAMES run-clang-tidy run-clang-tidy-14)
 
@@ -20,6 +21,10 @@ endif()
 if(RUN_CLANG_TIDY_PROGRAM)
     add_custom_target(tidy
         COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
-            "${CMAKE_SOURCE_DIR}/(Sources|Tools)/.*\\.cpp$"
+            "${CMAKE_SOURCE_DIR}/(Sources|Tools/Headless)/.*\\.cpp$"
         COMMENT "Running clang-tidy" VERBATIM)
+    add_custom_target(tidy-tools
+        COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
+            "${CMAKE_SOURCE_DIR}/Tools/(AudioCheck|DevBackend|StreamReport|VirtualMicrophone)/.*\\.cpp$"
+        COMMENT "Running clang-tidy on the tools" VERBATIM)
 endif()

@@ -59,7 +59,7 @@ double loudness(const float* samples, std::size_t count) {
     return count == 0 ? 0.0 : std::sqrt(energyOf(samples, count) / static_cast<double>(count));
 }
 
-Aligner::Aligner(Samples reference, bool isLooped)
+Aligner::Aligner(const Samples& reference, bool isLooped)
     : frames_(reference.size())
     , isLooped_(isLooped)
     , reference_(extended(reference, isLooped))

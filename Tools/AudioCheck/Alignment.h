@@ -39,7 +39,7 @@ struct Window {
 class Aligner {
 public:
     /// `reference`: at the comparison rate and in the compared band.
-    Aligner(Samples reference, bool isLooped);
+    Aligner(const Samples& reference, bool isLooped);
 
     /// `recording`: the same way.
     [[nodiscard]] std::vector<Window> align(const Samples& recording) const;

@@ -48,7 +48,8 @@ Tone measureTone(const Samples& recording, double hertz) {
 
     const double binHertz = comparisonRate / static_cast<double>(maxFrames);
     const auto bin = [binHertz](double frequency) {
-        const double last = static_cast<double>(maxFrames / 2 - 2);
+        constexpr std::size_t lastBin = maxFrames / 2 - 2;
+        const auto last = static_cast<double>(lastBin);
         return static_cast<std::size_t>(std::clamp(frequency / binHertz, 1.0, last));
     };
     const std::size_t low = bin(hertz - reachHertz);

@@ -195,7 +195,7 @@ HttpAnswer withFault(const Fault& fault, HttpAnswer answer) {
 
 std::optional<Fault> FaultBoard::take(Endpoint endpoint) {
     std::optional<Fault>& set = slot(endpoint);
-    const std::optional<Fault> taken = set;
+    std::optional<Fault> taken = set;
     if (set && set->times > 0 && --set->times == 0) {
         set.reset();
     }

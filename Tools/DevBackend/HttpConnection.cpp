@@ -9,8 +9,8 @@ namespace devbackend {
 
 namespace {
 
-constexpr qsizetype maxHeadBytes = 16 * 1024;
-constexpr qsizetype maxBodyBytes = 1024 * 1024;
+constexpr qsizetype maxHeadBytes = 16'384;
+constexpr qsizetype maxBodyBytes = 1'048'576;
 
 } // namespace
 

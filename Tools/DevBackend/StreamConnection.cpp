@@ -8,7 +8,7 @@ namespace devbackend {
 
 namespace {
 
-constexpr quint64 maxMessageBytes = 1024 * 1024;
+constexpr quint64 maxMessageBytes = 1'048'576;
 
 } // namespace
 

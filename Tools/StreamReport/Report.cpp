@@ -10,6 +10,7 @@ namespace {
 
 constexpr double framesPerSecond = 16'000;
 constexpr double bytesPerFrame = 2;
+constexpr std::uint64_t bytesPerMillisecond = 32;
 
 } // namespace
 
@@ -79,8 +80,9 @@ std::vector<double> microphoneDelays(const std::vector<MessageRecord>& arrived,
     double position = offsetFrames + rounds * loopFrames;
     for (const MessageRecord& message : arrived) {
         const double frames = static_cast<double>(message.bytes) / bytesPerFrame;
-        for (double frame = 0; frame < frames; frame += framesPerSecond / 1000) {
-            const double spoken = (position + frame) / framesPerSecond;
+        const std::uint64_t milliseconds = message.bytes / bytesPerMillisecond;
+        for (std::uint64_t offset = 0; offset < milliseconds; ++offset) {
+            const double spoken = position / framesPerSecond + static_cast<double>(offset) / 1000;
             delays.push_back((secondsSinceStart(message) - spoken) * 1000);
         }
         position += frames;

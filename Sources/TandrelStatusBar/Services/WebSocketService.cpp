@@ -85,7 +85,7 @@ WebSocketService::WebSocketService(const APIClient& apiClient, StreamSocket& str
 
 WebSocketService::~WebSocketService() = default;
 
-void WebSocketService::connect(std::string token) {
+void WebSocketService::connect(const std::string& token) {
     DebugLog::write("[connect] token=" + std::string(prefix(token, 8)) + "...");
     ++streamNumber_;
     currentToken_ = token;

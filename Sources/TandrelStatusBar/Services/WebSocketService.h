@@ -31,7 +31,7 @@ public:
 
     /// Opens the stream that `token` stands for. A loss is retried after 1, 2, 4, 8 and 16 s unless
     /// the backend says that the session is over; all failures end in `state`.
-    void connect(std::string token);
+    void connect(const std::string& token);
     /// Closes normally (1000). A retry that already waits comes to nothing.
     void disconnect();
 
