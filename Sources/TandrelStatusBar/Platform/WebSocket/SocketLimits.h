@@ -13,7 +13,7 @@ struct SocketLimits {
     std::chrono::milliseconds closingHandshake{1000};
     /// The oldest message that waits for the socket; an older one means that the server is stuck.
     /// A server that has stopped reading goes on taking 4 to 5 s of audio into its system's
-    /// buffers, so with this it is noticed after 10.0 s, over TLS 10.6 s (with 8 s it was 12.4 s).
+    /// buffers, so with this it is noticed after 10 to 11 s (with 8 s it was 12.4 s).
     std::chrono::milliseconds oldestWaiting{5500};
     /// Messages that wait for the socket, with their bookkeeping.
     std::size_t waitingBytes = 400'000;
