@@ -1,10 +1,14 @@
 #pragma once
 
 #include "Foundation/Published.h"
+#include "Platform/UpdaterController.h"
+
+#include <memory>
 
 namespace tandrel {
 
-/// What the whole program shares: the flags of the URL commands. Main thread.
+/// What the whole program shares: the flags of the URL commands and the software updates. Main
+/// thread.
 class AppState {
 public:
     AppState() = default;
@@ -16,6 +20,9 @@ public:
     Published<bool> autoStartRequested{false};
     /// Set by a stop command; reset as soon as it is seen.
     Published<bool> stopRequested{false};
+    /// Set by the composition root before anything is shown, and taken back before it goes; null in
+    /// a program without windows.
+    std::unique_ptr<UpdaterController> updaterController;
 };
 
 } // namespace tandrel
