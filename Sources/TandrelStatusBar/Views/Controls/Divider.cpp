@@ -1,0 +1,32 @@
+#include "Views/Controls/Divider.h"
+
+#include "Views/Controls/Points.h"
+#include "Views/Controls/Theme.h"
+
+#include <QEvent>
+#include <QPainter>
+
+namespace tandrel {
+
+Divider::Divider(QWidget* parent)
+    : QWidget(parent) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+QSize Divider::sizeHint() const {
+    return {0, roundedPixels(1.0)};
+}
+
+void Divider::paintEvent(QPaintEvent* /*event*/) {
+    QPainter(this).fillRect(rect(), color(ColorRole::divider, palette()));
+}
+
+void Divider::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (changesPoints(*event)) {
+        updateGeometry();
+    }
+    update();
+}
+
+} // namespace tandrel

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QRect>
+
+#include <functional>
+
+class QWidget;
+
+namespace tandrel {
+
+/// Shows a ring around a control while it has the keyboard's focus, unless a click gave it. The
+/// ring lies outside the control's own bounds, so it is a widget of the window. Owned by `target`.
+class FocusRing : public QObject {
+    Q_OBJECT
+public:
+    /// `shape`: what to surround, in the target's coordinates; `radius` in points.
+    FocusRing(QWidget& target, std::function<QRect()> shape, qreal radius);
+    ~FocusRing() override;
+
+    [[nodiscard]] bool isShown() const { return overlay_ != nullptr; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    class Overlay;
+    void show();
+    void hide();
+    void place();
+
+    QWidget& target_;
+    std::function<QRect()> shape_;
+    qreal radius_;
+    QPointer<QWidget> overlay_;
+    QList<QPointer<QWidget>> watchedAncestors_;
+};
+
+} // namespace tandrel

@@ -1,0 +1,21 @@
+#include "Support/PrivateHome.h"
+#include "Support/Qt/ExpectedWarnings.h"
+#include "Support/Widgets/Palettes.h"
+
+#include <QApplication>
+
+#include <gmock/gmock.h>
+
+int main(int argc, char** argv) {
+    const tandrel::test::PrivateHome home;
+    // Whatever the machine's own desktop is like: no display, no scaling, the built-in style.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QPA_PLATFORMTHEME", "");
+    qunsetenv("QT_SCALE_FACTOR");
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    const QApplication application(argc, argv);
+    QApplication::setPalette(tandrel::test::lightPalette());
+    tandrel::test::failOnUnexpectedWarnings();
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}
