@@ -8,6 +8,7 @@
 #include "Platform/CachedCredentialStore.h"
 #include "Platform/Linux/SystemMicrophonePermission.h"
 #include "Platform/PulseAudio/PulseAudioInput.h"
+#include "Platform/Qt/Departure.h"
 #include "Platform/Qt/ProcessExit.h"
 #include "Platform/Qt/QtClock.h"
 #include "Platform/Qt/QtHttpTransport.h"
@@ -24,7 +25,6 @@
 
 #include <QCoreApplication>
 
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -33,20 +33,8 @@
 namespace tandrel::headless {
 namespace {
 
-/// With the socket's own limit, less than the two seconds that a user waits for an end.
-constexpr std::chrono::milliseconds storeFlushLimit(300);
-
 std::vector<std::string> argumentsOf(int argc, char** argv) {
     return {argv, argv + argc};
-}
-
-std::vector<CredentialKey> keychainItems() {
-    std::vector<CredentialKey> items;
-    for (const KeychainService::Key key : KeychainService::allKeys) {
-        items.push_back(
-            {std::string(KeychainService::service), std::string(KeychainService::account(key))});
-    }
-    return items;
 }
 
 int listDevices(AudioCaptureService& audio) {
@@ -95,7 +83,7 @@ int run(const Options& options) {
     MenuBarContentController content(
         {apiClient, audio, keychain, userDefaults, recordingSocket, AppState::shared(), clock},
         [&credentials](std::function<void()> done) {
-            return credentials.load(keychainItems(), std::move(done));
+            return credentials.load(KeychainService::items(), std::move(done));
         });
 
     int code = 0;
@@ -118,13 +106,7 @@ int run(const Options& options) {
     }
 
     content.shutdown();
-    if (!socket.drain()) {
-        std::fprintf(stderr, "The connection did not close in time\n");
-    }
-    if (settings) {
-        settings->flush(storeFlushLimit);
-    }
-    credentials.flush(storeFlushLimit);
+    settleBeforeLeaving(socket, settings.get(), credentials);
     if (options.recordPath && !record->writeCsv(*options.recordPath)) {
         std::fprintf(stderr, "The record could not be written to %s\n",
                      options.recordPath->c_str());

@@ -8,22 +8,11 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace tandrel {
 
 class MainQueue;
-
-/// What an item is stored under.
-struct CredentialKey {
-    std::string service;
-    std::string account;
-
-    friend bool operator<(const CredentialKey& left, const CredentialKey& right) {
-        return std::tie(left.service, left.account) < std::tie(right.service, right.account);
-    }
-};
 
 /// A credential store that answers from a copy in memory, at once, and passes writes and deletes in
 /// their order to another store, which may take minutes (a locked keyring asks its user) or never

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <tuple>
 
 namespace tandrel {
 
@@ -11,6 +12,16 @@ enum class CredentialStatus {
     duplicateItem,
     /// No store, locked, access denied, prompt dismissed, no answer.
     unavailable,
+};
+
+/// What an item is stored under.
+struct CredentialKey {
+    std::string service;
+    std::string account;
+
+    friend bool operator<(const CredentialKey& left, const CredentialKey& right) {
+        return std::tie(left.service, left.account) < std::tie(right.service, right.account);
+    }
 };
 
 /// Generic-password items keyed by (service, account); values are byte strings. At most one item

@@ -16,6 +16,14 @@ std::string_view KeychainService::account(Key key) {
     return {};
 }
 
+std::vector<CredentialKey> KeychainService::items() {
+    std::vector<CredentialKey> items;
+    for (const Key key : allKeys) {
+        items.push_back({std::string(service), std::string(account(key))});
+    }
+    return items;
+}
+
 KeychainService::KeychainService(CredentialStore& store)
     : store_(store) {}
 

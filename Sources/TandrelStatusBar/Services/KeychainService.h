@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tandrel {
 
@@ -18,6 +19,8 @@ public:
 
     /// The account name that a key is stored under.
     [[nodiscard]] static std::string_view account(Key key);
+    /// What all keys are stored under.
+    [[nodiscard]] static std::vector<CredentialKey> items();
 
     /// The store must outlive this object.
     explicit KeychainService(CredentialStore& store);
