@@ -1,0 +1,126 @@
+#include "Platform/Desktop/PopoverWindow.h"
+
+#include "Platform/Desktop/WindowActivation.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QKeyEvent>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <chrono>
+#include <utility>
+
+namespace tandrel {
+
+namespace {
+
+/// A window that has just opened may lose the focus again at once: to the panel that was clicked,
+/// or because a Wayland compositor hands it over in two steps.
+constexpr std::chrono::milliseconds graceAfterOpening(250);
+
+Qt::WindowFlags flagsOf(PopoverWindow::Kind kind) {
+    return kind == PopoverWindow::Kind::popover
+               ? Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint
+               : Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                     Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                     Qt::WindowCloseButtonHint;
+}
+
+bool placesItself() {
+    return !QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+}
+
+} // namespace
+
+PopoverWindow::PopoverWindow(QWidget* content, CompositorQuery hasCompositor,
+                             ShadowSetting setShadow)
+    : QWidget(nullptr, flagsOf(Kind::popover))
+    , hasCompositor_(std::move(hasCompositor))
+    , setShadow_(std::move(setShadow))
+    , grace_(new QTimer(this)) {
+    setWindowTitle(QStringLiteral("Quorvane Tandrel"));
+    setAttribute(Qt::WA_QuitOnClose, false);
+    auto* const layout = new QVBoxLayout(this);
+    layout->setContentsMargins({});
+    layout->addWidget(content);
+    grace_->setSingleShot(true);
+    connect(grace_, &QTimer::timeout, this, &PopoverWindow::endGrace);
+}
+
+void PopoverWindow::open(Kind kind, const PopoverSituation& situation) {
+    if (!isVisible()) {
+        situation_ = situation;
+        prepare(kind);
+        grace_->start(graceAfterOpening);
+        show();
+    }
+    bringToFront();
+}
+
+void PopoverWindow::prepare(Kind kind) {
+    const bool isTranslucent = kind == Kind::popover && hasCompositor_();
+    if (kind != kind_ || isTranslucent != testAttribute(Qt::WA_TranslucentBackground)) {
+        // Both are settled when the window is made.
+        destroy();
+        kind_ = kind;
+        setWindowFlags(flagsOf(kind));
+        setAttribute(Qt::WA_TranslucentBackground, isTranslucent);
+    }
+    shadow_ = setShadow_(isTranslucent);
+    fitContent();
+}
+
+void PopoverWindow::fitContent() {
+    layout()->activate();
+    const QSize size = sizeHint();
+    if (kind_ == Kind::popover && placesItself()) {
+        const QSize card = size.shrunkBy(shadow_);
+        move(placePopover(card, situation_) - QPoint(shadow_.left(), shadow_.top()));
+    }
+    setFixedSize(size);
+}
+
+void PopoverWindow::bringToFront() {
+    if (isMinimized()) {
+        showNormal();
+    }
+    raise();
+    activateBeforeOthers(*this);
+}
+
+bool PopoverWindow::event(QEvent* event) {
+    const bool isHandled = QWidget::event(event);
+    if (event->type() == QEvent::LayoutRequest && isVisible()) {
+        fitContent();
+    } else if (event->type() == QEvent::WindowDeactivate) {
+        // Later: a pop-up of our own, which may be the reason, is known by then.
+        QTimer::singleShot(0, this, &PopoverWindow::closeWhenInactive);
+    }
+    return isHandled;
+}
+
+void PopoverWindow::closeWhenInactive() {
+    if (kind_ == Kind::popover && isVisible() && !isActiveWindow() && !grace_->isActive() &&
+        QApplication::activePopupWidget() == nullptr) {
+        close();
+        Q_EMIT closedByDeactivation();
+    }
+}
+
+void PopoverWindow::endGrace() {
+    // Without the focus it would not notice when to close.
+    if (isVisible() && !isActiveWindow()) {
+        bringToFront();
+    }
+}
+
+void PopoverWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        close();
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+} // namespace tandrel

@@ -1,0 +1,99 @@
+#include "Platform/Desktop/TrayStatusItem.h"
+
+#include "Platform/Desktop/ManagerSelections.h"
+#include "Platform/Desktop/StatusIcon.h"
+#include "Platform/Desktop/StatusNotifierHost.h"
+
+#include <QDBusConnection>
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+#include <utility>
+
+namespace tandrel {
+
+TrayStatusItem::TrayStatusItem(Handlers handlers, ManagerSelections* selections)
+    : handlers_(std::move(handlers))
+    , selections_(selections)
+    , notifierHost_(std::make_unique<StatusNotifierHost>(QDBusConnection::sessionBus())) {
+    connect(notifierHost_.get(), &StatusNotifierHost::changed, this, &TrayStatusItem::follow);
+    if (selections_ != nullptr) {
+        connect(selections_, &ManagerSelections::changed, this, &TrayStatusItem::follow);
+    }
+    // From the event loop, as all later news: whoever makes the item is still being made.
+    QMetaObject::invokeMethod(this, &TrayStatusItem::follow, Qt::QueuedConnection);
+}
+
+TrayStatusItem::~TrayStatusItem() = default;
+
+bool TrayStatusItem::hasHost(Kind kind) const {
+    switch (kind) {
+    case Kind::statusNotifier:
+        return notifierHost_->isRegistered().value_or(false);
+    case Kind::xembed:
+        return selections_ != nullptr && selections_->isOwned(traySelection);
+    case Kind::none:
+        break;
+    }
+    return false;
+}
+
+void TrayStatusItem::follow() {
+    if (!notifierHost_->isRegistered()) {
+        return; // The better kind has yet to say whether it is there.
+    }
+    if (kind_ == Kind::none) {
+        for (const Kind kind : {Kind::statusNotifier, Kind::xembed}) {
+            if (kind_ == Kind::none && hasHost(kind)) {
+                createIcon(kind);
+            }
+        }
+    }
+    if (std::exchange(isPresent_, hasHost(kind_)) != isPresent_) {
+        handlers_.presenceChanged(isPresent_);
+    }
+}
+
+void TrayStatusItem::createIcon(Kind kind) {
+    kind_ = kind;
+    icon_ = std::make_unique<QSystemTrayIcon>(statusIcon(isStreaming_));
+    icon_->setToolTip(toolTip_);
+    createMenu();
+    connect(icon_.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                // A double click is a Trigger and a DoubleClick, or two Triggers.
+                if (reason == QSystemTrayIcon::Trigger) {
+                    handlers_.clicked();
+                }
+            });
+    icon_->show();
+}
+
+void TrayStatusItem::createMenu() {
+    menu_ = std::make_unique<QMenu>();
+    connect(menu_->addAction(QStringLiteral("Open Quorvane Tandrel")), &QAction::triggered, this,
+            [this] { handlers_.openChosen(); });
+    menu_->addSeparator();
+    connect(menu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
+            [this] { handlers_.quitChosen(); });
+    icon_->setContextMenu(menu_.get());
+}
+
+QRect TrayStatusItem::geometry() const {
+    return kind_ == Kind::xembed ? icon_->geometry() : QRect();
+}
+
+void TrayStatusItem::setToolTip(const QString& text) {
+    toolTip_ = text;
+    if (icon_) {
+        icon_->setToolTip(text);
+    }
+}
+
+void TrayStatusItem::setStreaming(bool isStreaming) {
+    if (std::exchange(isStreaming_, isStreaming) != isStreaming && icon_) {
+        icon_->setIcon(statusIcon(isStreaming_));
+    }
+}
+
+} // namespace tandrel

@@ -1,0 +1,108 @@
+#include "Program.h"
+
+#include "AppOptions.h"
+#include "BusLimit.h"
+#include "DebugLog.h"
+#include "Platform/Desktop/SingleInstance.h"
+#include "Platform/Desktop/WindowActivation.h"
+#include "Platform/Qt/ProcessExit.h"
+#include "Platform/Qt/TerminationSignals.h"
+
+#include <QApplication>
+#include <QSessionManager>
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tandrel {
+
+namespace {
+
+constexpr int unanswered = 1;
+constexpr std::chrono::seconds busLimit(2);
+
+void describeApplication() {
+    QCoreApplication::setApplicationName(QStringLiteral("quorvane-tandrel"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Quorvane"));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Quorvane Tandrel"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.quorvane.Tandrel"));
+    // The program lives in the tray: no window that closes ends it, nor does the last lock on it.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setQuitLockEnabled(false);
+}
+
+/// The desktop's own list of what to start at a login decides, not what happened to run.
+void declineRestart(QGuiApplication& application) {
+    const auto decline = [](QSessionManager& manager) {
+        manager.setRestartHint(QSessionManager::RestartNever);
+    };
+    QObject::connect(&application, &QGuiApplication::commitDataRequest, &application, decline,
+                     Qt::DirectConnection);
+    QObject::connect(&application, &QGuiApplication::saveStateRequest, &application, decline,
+                     Qt::DirectConnection);
+}
+
+/// Nothing when this process is the one that is to run; else its exit code.
+std::optional<int> exitCodeFor(SingleInstance::Outcome outcome) {
+    using Outcome = SingleInstance::Outcome;
+    switch (outcome) {
+    case Outcome::first:
+        return std::nullopt;
+    case Outcome::noBus:
+        std::fputs("quorvane-tandrel: no session bus, so nothing keeps it from running twice\n",
+                   stderr);
+        return std::nullopt;
+    case Outcome::handedOver:
+        return 0;
+    case Outcome::nothingRuns:
+        std::fputs("quorvane-tandrel: not running\n", stderr);
+        return 0;
+    case Outcome::unanswered:
+        std::fputs("quorvane-tandrel: it runs already, but does not answer\n", stderr);
+        return unanswered;
+    }
+    return unanswered;
+}
+
+int runApplication(int argc, char** argv, const TandrelStatusBarApp::Addresses& addresses,
+                   SingleInstance& instance, const SingleInstance::Request& request) {
+    describeApplication();
+    QApplication application(argc, argv);
+    declineRestart(application);
+    TandrelStatusBarApp app(addresses);
+    instance.setHandler([&app](const AppCommand& command, const std::string& activationToken) {
+        app.perform(command, activationToken);
+    });
+    const TerminationSignals signals([] { QCoreApplication::exit(0); });
+    for (const AppCommand& command : request.commands) {
+        app.perform(command, request.activationToken);
+    }
+    const int exitCode = QCoreApplication::exec();
+    instance.setHandler({});
+    app.shutDown();
+    leaveProcess(exitCode);
+}
+
+} // namespace
+
+int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addresses) {
+    const ParsedAppOptions parsed = parseAppOptions({argv + 1, argv + argc});
+    if (!parsed.proceeds) {
+        std::fputs(parsed.text.c_str(), parsed.exitCode == 0 ? stdout : stderr);
+        return parsed.exitCode;
+    }
+    std::optional<BusLimit> limit(busLimit);
+    SingleInstance instance;
+    limit.reset();
+    const SingleInstance::Request request{
+        parsed.options.commands, parsed.options.concernsRunningOnly(), activationTokenOfStart()};
+    if (const auto exitCode = exitCodeFor(instance.claim(request))) {
+        return *exitCode;
+    }
+    DebugLog::createDirectory();
+    return runApplication(argc, argv, addresses, instance, request);
+}
+
+} // namespace tandrel

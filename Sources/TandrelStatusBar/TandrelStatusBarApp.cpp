@@ -1,0 +1,189 @@
+#include "TandrelStatusBarApp.h"
+
+#include "AppServices.h"
+#include "AppState.h"
+#include "BuildConfig.h"
+#include "DebugLog.h"
+#include "Platform/Desktop/ManagerSelections.h"
+#include "Platform/Desktop/PackageManagedUpdater.h"
+#include "Platform/Desktop/PopoverPlacement.h"
+#include "Platform/Desktop/PopoverWindow.h"
+#include "Platform/Desktop/TrayStatusItem.h"
+#include "Platform/Desktop/WindowActivation.h"
+#include "StatusText.h"
+#include "Views/ViewEnvironment.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QLabel>
+#include <QScreen>
+
+#include <chrono>
+#include <utility>
+
+namespace tandrel {
+
+namespace {
+
+/// How long a tray may take to appear before the popover shows itself as a window.
+constexpr std::chrono::seconds trayLimit(3);
+constexpr const char* compositorSelection = "_NET_WM_CM_S";
+
+bool isX11() {
+    return QGuiApplication::platformName() == QStringLiteral("xcb");
+}
+
+bool isWayland() {
+    return QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+}
+
+void quit() {
+    // Not quit(): that asks every window to close first.
+    QCoreApplication::exit(0);
+}
+
+} // namespace
+
+TandrelStatusBarApp::InitLine::InitLine() {
+    DebugLog::write("[App] init");
+}
+
+TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses)
+    : addresses_(std::move(addresses))
+    , delegate_(AppState::shared(), clock_,
+                {[this] { activate(); }, [this] { return statusItem_ != nullptr; },
+                 [this] { openPopover(); }}) {
+    AppState::shared().updaterController =
+        std::make_unique<PackageManagedUpdater>(std::string(config::version));
+    if (isX11()) {
+        selections_ = std::make_unique<ManagerSelections>(
+            std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
+    }
+    createStatusItem();
+}
+
+TandrelStatusBarApp::~TandrelStatusBarApp() {
+    AppState::shared().updaterController.reset();
+}
+
+void TandrelStatusBarApp::createStatusItem() {
+    statusItem_ = std::make_unique<TrayStatusItem>(
+        StatusItem::Handlers{[this] { clicked(); }, [this] { openPopover(); }, quit,
+                             [this](bool isPresent) {
+                                 if (isPresent) {
+                                     trayLimit_.reset();
+                                 }
+                             }},
+        selections_.get());
+    statusItem_->setToolTip(QStringLiteral("Quorvane Tandrel"));
+    trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
+}
+
+void TandrelStatusBarApp::createContent() {
+    services_ =
+        std::make_unique<AppServices>(addresses_.backendBaseURL, AppState::shared(), clock_);
+    auto* const content = new QLabel(QStringLiteral("Quorvane Tandrel"));
+    content->setFixedSize(320, 200);
+    popover_ = std::make_unique<PopoverWindow>(
+        content, [this] { return hasCompositor(); }, [](bool) { return QMargins(); });
+    QObject::connect(popover_.get(), &PopoverWindow::closedByDeactivation, popover_.get(),
+                     [this] { toggle_.closedByItself(PopoverToggle::TimePoint::clock::now()); });
+    observeContent();
+}
+
+void TandrelStatusBarApp::observeContent() {
+    MenuBarContentController& content = services_->content();
+    subscriptions_.push_back(
+        content.authService().isAuthenticated.onChange([this](bool) { showStatus(); }));
+    subscriptions_.push_back(
+        content.sessionService().state.onChange([this](const SessionState&) { showStatus(); }));
+}
+
+void TandrelStatusBarApp::showStatus() {
+    MenuBarContentController& content = services_->content();
+    const SessionState& state = content.sessionService().state.value();
+    statusItem_->setToolTip(
+        QString::fromStdString(statusText(content.authService().isAuthenticated.value(), state)));
+    statusItem_->setStreaming(state == SessionState::streaming());
+}
+
+void TandrelStatusBarApp::perform(const AppCommand& command, const std::string& activationToken) {
+    useActivationToken(activationToken);
+    switch (command.kind) {
+    case AppCommand::Kind::openURL:
+        delegate_.open({command.url});
+        break;
+    case AppCommand::Kind::start:
+        delegate_.start();
+        break;
+    case AppCommand::Kind::stop:
+        delegate_.stop();
+        break;
+    case AppCommand::Kind::show:
+        openPopover();
+        break;
+    case AppCommand::Kind::quit:
+        quit();
+        break;
+    }
+}
+
+void TandrelStatusBarApp::clicked() {
+    const bool isOpen = popover_ && popover_->isVisible();
+    switch (toggle_.clicked(isOpen, PopoverToggle::TimePoint::clock::now())) {
+    case PopoverToggle::Reaction::open:
+        openPopover();
+        break;
+    case PopoverToggle::Reaction::close:
+        popover_->close();
+        break;
+    case PopoverToggle::Reaction::none:
+        break;
+    }
+}
+
+void TandrelStatusBarApp::openPopover() {
+    trayLimit_.reset();
+    if (!popover_) {
+        createContent();
+    }
+    popover_->open(statusItem_->isPresent() ? PopoverWindow::Kind::popover
+                                            : PopoverWindow::Kind::window,
+                   situation());
+}
+
+void TandrelStatusBarApp::activate() {
+    if (popover_ && popover_->isVisible()) {
+        activateBeforeOthers(*popover_);
+    }
+}
+
+PopoverSituation TandrelStatusBarApp::situation() const {
+    PopoverSituation situation;
+    situation.trayIcon = statusItem_->geometry();
+    if (isX11()) {
+        situation.cursor = QCursor::pos();
+    }
+    for (const QScreen* const screen : QGuiApplication::screens()) {
+        situation.screens.append({screen->geometry(), screen->availableGeometry()});
+    }
+    return situation;
+}
+
+bool TandrelStatusBarApp::hasCompositor() const {
+    return isWayland() || (selections_ && selections_->isOwned(compositorSelection));
+}
+
+void TandrelStatusBarApp::shutDown() {
+    trayLimit_.reset();
+    if (popover_) {
+        popover_->hide();
+    }
+    subscriptions_.clear();
+    statusItem_.reset();
+    if (services_) {
+        services_->shutDown();
+    }
+}
+
+} // namespace tandrel

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "AppDelegate.h"
+#include "Foundation/Handle.h"
+#include "Foundation/Published.h"
+#include "Platform/AppCommand.h"
+#include "Platform/Desktop/DesktopUrlOpener.h"
+#include "Platform/Desktop/PopoverToggle.h"
+#include "Platform/Qt/QtClock.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tandrel {
+
+class AppServices;
+class ManagerSelections;
+class PopoverWindow;
+class StatusItem;
+struct PopoverSituation;
+
+/// The program: puts the status item, the popover, the URL commands and the services together. The
+/// services and the popover's widgets are made when it first opens, so that the icon is there soon
+/// and costs little until it is used. Main thread.
+class TandrelStatusBarApp {
+public:
+    /// Origins, without a trailing slash.
+    struct Addresses {
+        std::string backendBaseURL;
+        std::string webAppBaseURL;
+        std::string siteBaseURL;
+    };
+
+    explicit TandrelStatusBarApp(Addresses addresses);
+    TandrelStatusBarApp(const TandrelStatusBarApp&) = delete;
+    TandrelStatusBarApp& operator=(const TandrelStatusBarApp&) = delete;
+    ~TandrelStatusBarApp();
+
+    /// Carries out a command; `activationToken` may be empty.
+    void perform(const AppCommand& command, const std::string& activationToken);
+
+    /// Takes the program off the screen, stops everything, and waits (at most 1.7 s) until it is
+    /// closed and stored. Nothing else may be called afterwards.
+    void shutDown();
+
+private:
+    /// Its only work is to be the first thing that is made.
+    struct InitLine {
+        InitLine();
+    };
+
+    void createStatusItem();
+    void createContent();
+    void observeContent();
+    void clicked();
+    void openPopover();
+    void activate();
+    void showStatus();
+    [[nodiscard]] bool hasCompositor() const;
+    [[nodiscard]] PopoverSituation situation() const;
+
+    InitLine initLine_;
+    Addresses addresses_;
+    QtClock clock_;
+    AppDelegate delegate_;
+    DesktopUrlOpener urlOpener_;
+    std::unique_ptr<ManagerSelections> selections_;
+    std::unique_ptr<StatusItem> statusItem_;
+    Handle trayLimit_;
+    PopoverToggle toggle_;
+    std::unique_ptr<AppServices> services_;
+    std::unique_ptr<PopoverWindow> popover_;
+    std::vector<Subscription> subscriptions_;
+};
+
+} // namespace tandrel
