@@ -284,6 +284,25 @@ TEST_F(StreamSocketOpening, LimitsALaterPingToo) {
     EXPECT_THAT(second->description, HasSubstr("did not answer in time"));
 }
 
+TEST_F(StreamSocketOpening, ThePongOfOnePingDoesNotEndTheLimitOfTheNext) {
+    limits.openToPong = 200ms;
+    const ScriptedServer server([](Peer& peer) {
+        ASSERT_TRUE(peer.upgrade());
+        const auto first = peer.readFrame();
+        ASSERT_TRUE(first);
+        ASSERT_TRUE(peer.readFrame());
+        peer.write(serverFrame(opcode::pong, first->payload));
+        peer.stall();
+    });
+    StreamClient client = connectTo(server);
+    std::optional<SocketError> second;
+    client.task->sendPing([&](std::optional<SocketError> error) { second = std::move(error); });
+    ASSERT_TRUE(client.waitForPong());
+    ASSERT_TRUE(client.waitForLoss());
+    ASSERT_TRUE(second);
+    EXPECT_THAT(second->description, HasSubstr("did not answer in time"));
+}
+
 TEST_F(StreamSocketOpening, OpensNothingBeforeResume) {
     std::atomic<int> connections{0};
     const ScriptedServer server([&](Peer& peer) {
