@@ -57,6 +57,11 @@ void TextLabel::setMaximumLines(int lines) {
     update();
 }
 
+void TextLabel::setElideMode(Qt::TextElideMode mode) {
+    elideMode_ = mode;
+    update();
+}
+
 qreal TextLabel::naturalWidth() const {
     const QFontMetricsF metrics(font());
     return monospacedDigits_ ? tabularWidth(text(), metrics) : metrics.horizontalAdvance(text());
@@ -98,6 +103,11 @@ void TextLabel::paintEvent(QPaintEvent* /*event*/) {
         QStyle::visualAlignment(layoutDirection(), alignment() | Qt::AlignVCenter);
     if (monospacedDigits_) {
         drawTabular(painter, rect(), aligned, text());
+        return;
+    }
+    if (elideMode_ != Qt::ElideRight && !wraps()) {
+        const QString line = QFontMetricsF(font()).elidedText(text(), elideMode_, width());
+        painter.drawText(rect(), int(aligned | Qt::TextSingleLine), line);
         return;
     }
     ElidedText(text(), font(), width(), maximumLines_).draw(painter, rect(), aligned);

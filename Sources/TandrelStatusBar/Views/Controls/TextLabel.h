@@ -25,6 +25,8 @@ public:
     /// Wraps into at most `lines` lines (0: as many as it takes); 1, the default, does not wrap.
     /// What does not fit is elided, with the whole text as the tool tip.
     void setMaximumLines(int lines);
+    /// Where a single line loses what does not fit; at its end by default.
+    void setElideMode(Qt::TextElideMode mode);
 
     [[nodiscard]] ColorRole role() const { return role_; }
 
@@ -50,6 +52,7 @@ private:
     bool italic_ = false;
     bool monospacedDigits_ = false;
     int maximumLines_ = 1;
+    Qt::TextElideMode elideMode_ = Qt::ElideRight;
     /// Of the text that does not fit; this tool tip is ours to remove.
     bool hasElisionToolTip_ = false;
 };
