@@ -11,6 +11,9 @@
 #include "Platform/Desktop/TrayStatusItem.h"
 #include "Platform/Desktop/WindowActivation.h"
 #include "StatusText.h"
+#include "Views/Controls/PopoverCard.h"
+#include "Views/Controls/StatusIcon.h"
+#include "Views/Controls/Symbol.h"
 #include "Views/ViewEnvironment.h"
 
 #include <QApplication>
@@ -74,18 +77,25 @@ void TandrelStatusBarApp::createStatusItem() {
                                      trayLimit_.reset();
                                  }
                              }},
-        selections_.get());
+        statusIcon, selections_.get());
     statusItem_->setToolTip(QStringLiteral("Quorvane Tandrel"));
     trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
 }
 
 void TandrelStatusBarApp::createContent() {
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("com.quorvane.Tandrel"), QIcon(applicationImage(48, 2.0))));
     services_ =
         std::make_unique<AppServices>(addresses_.backendBaseURL, AppState::shared(), clock_);
     auto* const content = new QLabel(QStringLiteral("Quorvane Tandrel"));
     content->setFixedSize(320, 200);
+    auto* const card = new PopoverCard(content);
     popover_ = std::make_unique<PopoverWindow>(
-        content, [this] { return hasCompositor(); }, [](bool) { return QMargins(); });
+        card, [this] { return hasCompositor(); },
+        [card](bool isVisible) {
+            card->setShadowVisible(isVisible);
+            return card->shadowMargins();
+        });
     QObject::connect(popover_.get(), &PopoverWindow::closedByDeactivation, popover_.get(),
                      [this] { toggle_.closedByItself(PopoverToggle::TimePoint::clock::now()); });
     observeContent();
@@ -171,7 +181,7 @@ PopoverSituation TandrelStatusBarApp::situation() const {
 }
 
 bool TandrelStatusBarApp::hasCompositor() const {
-    return isWayland() || (selections_ && selections_->isOwned(compositorSelection));
+    return isWayland() || (selections_ && selections_->isOwnedNow(compositorSelection));
 }
 
 void TandrelStatusBarApp::shutDown() {

@@ -158,6 +158,14 @@ bool ManagerSelections::isOwned(const std::string& name) const {
     return connection_ && connection_->isOwned(name);
 }
 
+bool ManagerSelections::isOwnedNow(const std::string& name) {
+    if (connection_ && connection_->findOwners()) {
+        // Not from here: the caller asks, and does not expect to be told.
+        QMetaObject::invokeMethod(this, &ManagerSelections::changed, Qt::QueuedConnection);
+    }
+    return isOwned(name);
+}
+
 void ManagerSelections::readEvents() {
     const bool hasChanged = connection_->followEvents();
     if (connection_->isBroken()) {

@@ -23,7 +23,10 @@ public:
     explicit ManagerSelections(const std::vector<std::string>& names, QObject* parent = nullptr);
     ~ManagerSelections() override;
 
+    /// As the events have told.
     [[nodiscard]] bool isOwned(const std::string& name) const;
+    /// Asks the X server. For managers that do not announce themselves, as some compositors.
+    [[nodiscard]] bool isOwnedNow(const std::string& name);
 
 Q_SIGNALS:
     void changed();

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -68,7 +69,22 @@ void PopoverWindow::prepare(Kind kind) {
         setAttribute(Qt::WA_TranslucentBackground, isTranslucent);
     }
     shadow_ = setShadow_(isTranslucent);
+    layout()->setContentsMargins(hasBorder() ? QMargins(1, 1, 1, 1) : QMargins());
     fitContent();
+}
+
+bool PopoverWindow::hasBorder() const {
+    // Neither a shadow nor the window manager sets it off from what lies behind.
+    return kind_ == Kind::popover && !testAttribute(Qt::WA_TranslucentBackground);
+}
+
+void PopoverWindow::paintEvent(QPaintEvent* event) {
+    QWidget::paintEvent(event);
+    if (hasBorder()) {
+        QPainter painter(this);
+        painter.setPen(palette().color(QPalette::Mid));
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    }
 }
 
 void PopoverWindow::fitContent() {

@@ -42,9 +42,11 @@ Q_SIGNALS:
 protected:
     bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     void prepare(Kind kind);
+    [[nodiscard]] bool hasBorder() const;
     void fitContent();
     void bringToFront();
     void closeWhenInactive();

@@ -1,7 +1,6 @@
 #include "Platform/Desktop/TrayStatusItem.h"
 
 #include "Platform/Desktop/ManagerSelections.h"
-#include "Platform/Desktop/StatusIcon.h"
 #include "Platform/Desktop/StatusNotifierHost.h"
 
 #include <QDBusConnection>
@@ -12,8 +11,10 @@
 
 namespace tandrel {
 
-TrayStatusItem::TrayStatusItem(Handlers handlers, ManagerSelections* selections)
+TrayStatusItem::TrayStatusItem(Handlers handlers, IconSource iconSource,
+                               ManagerSelections* selections)
     : handlers_(std::move(handlers))
+    , iconSource_(std::move(iconSource))
     , selections_(selections)
     , notifierHost_(std::make_unique<StatusNotifierHost>(QDBusConnection::sessionBus())) {
     connect(notifierHost_.get(), &StatusNotifierHost::changed, this, &TrayStatusItem::follow);
@@ -56,7 +57,7 @@ void TrayStatusItem::follow() {
 
 void TrayStatusItem::createIcon(Kind kind) {
     kind_ = kind;
-    icon_ = std::make_unique<QSystemTrayIcon>(statusIcon(isStreaming_));
+    icon_ = std::make_unique<QSystemTrayIcon>(iconSource_(isStreaming_));
     icon_->setToolTip(toolTip_);
     createMenu();
     connect(icon_.get(), &QSystemTrayIcon::activated, this,
@@ -92,7 +93,7 @@ void TrayStatusItem::setToolTip(const QString& text) {
 
 void TrayStatusItem::setStreaming(bool isStreaming) {
     if (std::exchange(isStreaming_, isStreaming) != isStreaming && icon_) {
-        icon_->setIcon(statusIcon(isStreaming_));
+        icon_->setIcon(iconSource_(isStreaming_));
     }
 }
 

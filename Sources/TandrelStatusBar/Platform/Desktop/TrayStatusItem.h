@@ -2,8 +2,10 @@
 
 #include "Platform/Desktop/StatusItem.h"
 
+#include <QIcon>
 #include <QObject>
 
+#include <functional>
 #include <memory>
 
 class QMenu;
@@ -26,8 +28,11 @@ public:
     /// The X selection of an XEmbed tray, for `ManagerSelections`.
     static constexpr const char* traySelection = "_NET_SYSTEM_TRAY_S";
 
+    /// The icon to show.
+    using IconSource = std::function<QIcon(bool isStreaming)>;
+
     /// `selections` is null on a system without X; else it must outlive the item.
-    TrayStatusItem(Handlers handlers, ManagerSelections* selections);
+    TrayStatusItem(Handlers handlers, IconSource iconSource, ManagerSelections* selections);
     ~TrayStatusItem() override;
 
     [[nodiscard]] bool isPresent() const override { return isPresent_; }
@@ -44,6 +49,7 @@ private:
     void createMenu();
 
     Handlers handlers_;
+    IconSource iconSource_;
     ManagerSelections* selections_;
     std::unique_ptr<StatusNotifierHost> notifierHost_;
     Kind kind_ = Kind::none;
