@@ -14,11 +14,11 @@
 #include "Views/Controls/PopoverCard.h"
 #include "Views/Controls/StatusIcon.h"
 #include "Views/Controls/Symbol.h"
+#include "Views/MenuBarContentView.h"
 #include "Views/ViewEnvironment.h"
 
 #include <QApplication>
 #include <QCursor>
-#include <QLabel>
 #include <QScreen>
 
 #include <chrono>
@@ -87,9 +87,15 @@ void TandrelStatusBarApp::createContent() {
         QIcon::fromTheme(QStringLiteral("com.quorvane.Tandrel"), QIcon(applicationImage(48, 2.0))));
     services_ =
         std::make_unique<AppServices>(addresses_.backendBaseURL, AppState::shared(), clock_);
-    auto* const content = new QLabel(QStringLiteral("Quorvane Tandrel"));
-    content->setFixedSize(320, 200);
-    auto* const card = new PopoverCard(content);
+    const ViewEnvironment environment{
+        addresses_.webAppBaseURL,
+        addresses_.siteBaseURL,
+        std::string(config::version),
+        urlOpener_,
+        [] { AppState::shared().updaterController->checkForUpdates(); },
+        quit,
+    };
+    auto* const card = new PopoverCard(new MenuBarContentView(services_->content(), environment));
     popover_ = std::make_unique<PopoverWindow>(
         card, [this] { return hasCompositor(); },
         [card](bool isVisible) {
