@@ -23,16 +23,23 @@ QtHttpTransport::QtHttpTransport()
     : QtHttpTransport(Options{}) {}
 
 QtHttpTransport::QtHttpTransport(const Options& options)
-    : idleLimit_(options.idleLimit)
-    , tls_(makeTlsConfiguration(options)) {}
+    : options_(options) {}
 
 QtHttpTransport::~QtHttpTransport() = default;
+
+QtHttpTransport::Stack& QtHttpTransport::stack() {
+    if (!stack_) {
+        stack_ = std::make_unique<Stack>();
+        stack_->tls = makeTlsConfiguration(options_);
+    }
+    return *stack_;
+}
 
 std::unique_ptr<HttpExchange> QtHttpTransport::send(const HttpRequest& request,
                                                     Completion completion) {
     auto exchange = std::make_unique<QtHttpExchange>(
-        QtHttpExchange::Network{manager_, proxyLookup_, tls_, idleLimit_}, request,
-        std::move(completion));
+        QtHttpExchange::Network{stack().manager, proxyLookup_, stack().tls, options_.idleLimit},
+        request, std::move(completion));
     exchange->start();
     return exchange;
 }

@@ -43,10 +43,17 @@ public:
                                                      Completion completion) override;
 
 private:
-    std::chrono::milliseconds idleLimit_;
-    QSslConfiguration tls_;
+    /// Made with the first request: TLS alone takes some megabytes, which a program that is only
+    /// there need not have.
+    struct Stack {
+        QSslConfiguration tls;
+        QNetworkAccessManager manager;
+    };
+    Stack& stack();
+
+    Options options_;
     ProxyLookup proxyLookup_;
-    QNetworkAccessManager manager_;
+    std::unique_ptr<Stack> stack_;
 };
 
 } // namespace tandrel

@@ -4,6 +4,7 @@
 #include "Platform/WebSocket/NetworkThread.h"
 #include "Platform/WebSocket/QtStreamSocketTask.h"
 
+#include <memory>
 #include <utility>
 
 namespace tandrel {
@@ -17,7 +18,8 @@ struct QtStreamSocket::Parts {
     Options options;
     ConnectionId lastId = 0;
     std::shared_ptr<ClosingCount> closings = std::make_shared<ClosingCount>();
-    NetworkThread thread;
+    /// Started with the first connection.
+    std::unique_ptr<NetworkThread> thread;
 };
 
 QtStreamSocket::QtStreamSocket(MainQueue& mainQueue)
@@ -31,10 +33,13 @@ QtStreamSocket::~QtStreamSocket() {
 }
 
 std::shared_ptr<StreamSocketTask> QtStreamSocket::webSocketTask(const std::string& url) {
+    if (!parts_->thread) {
+        parts_->thread = std::make_unique<NetworkThread>();
+    }
     ConnectionRequest request{WebSocketUrl::parse(url), parts_->options.limits,
                               parts_->options.extraAuthorities};
     return QtStreamSocketTask::create(++parts_->lastId, std::move(request), parts_->mainQueue,
-                                      parts_->thread.mailbox(), parts_->closings);
+                                      parts_->thread->mailbox(), parts_->closings);
 }
 
 bool QtStreamSocket::drain(std::chrono::milliseconds limit) {
