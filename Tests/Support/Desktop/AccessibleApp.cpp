@@ -21,6 +21,9 @@ const QString component = QStringLiteral("org.a11y.atspi.Component");
 const QString action = QStringLiteral("org.a11y.atspi.Action");
 const QString rootPath = QStringLiteral("/org/a11y/atspi/accessible/root");
 
+/// The role's number in AT-SPI.
+constexpr unsigned passwordText = 40;
+
 /// An element's address: the program's name on the bus, and a path.
 struct Address {
     QString service;
@@ -93,6 +96,16 @@ QVariantList AccessibleApp::callAccessible(const QString& path, const QString& m
     return bus_.call(service_, path, accessible, method);
 }
 
+std::string AccessibleApp::roleOf(const QString& path) const {
+    const auto number = callAccessible(path, QStringLiteral("GetRole"));
+    if (!number.isEmpty() && number.front().toUInt() == passwordText) {
+        // By name, Qt 6.4 calls it a text like any other.
+        return "password text";
+    }
+    const auto name = callAccessible(path, QStringLiteral("GetRoleName"));
+    return name.isEmpty() ? std::string() : name.front().toString().toStdString();
+}
+
 void AccessibleApp::visit(const QString& path, int depth,
                           std::vector<AccessibleElement>& found) const {
     AccessibleElement element;
@@ -104,8 +117,7 @@ void AccessibleApp::visit(const QString& path, int depth,
         if (!element.has(AccessibleElement::State::showing)) {
             return;
         }
-        const auto role = callAccessible(path, QStringLiteral("GetRoleName"));
-        element.role = role.isEmpty() ? std::string() : role.front().toString().toStdString();
+        element.role = roleOf(path);
         const auto property = [&](const QString& name) {
             return bus_.property(service_, path, accessible, name).toString().toStdString();
         };
@@ -253,12 +265,13 @@ std::vector<std::string> AccessibleApp::interfaces(const AccessibleElement& elem
 }
 
 std::optional<AccessibleElement> AccessibleApp::focused() {
+    std::optional<AccessibleElement> innermost;
     for (AccessibleElement& element : elements()) {
         if (element.has(AccessibleElement::State::focused)) {
-            return std::move(element);
+            innermost = std::move(element);
         }
     }
-    return std::nullopt;
+    return innermost;
 }
 
 std::chrono::microseconds AccessibleApp::roundTrip(std::chrono::milliseconds limit) {

@@ -57,7 +57,7 @@ public:
     [[nodiscard]] std::optional<double> value(const AccessibleElement& element) const;
     /// The interfaces that it offers ("org.a11y.atspi.Action" …).
     [[nodiscard]] std::vector<std::string> interfaces(const AccessibleElement& element) const;
-    /// The element that has the focus.
+    /// The element that has the focus: the innermost, since what hands its focus on has it too.
     [[nodiscard]] std::optional<AccessibleElement> focused();
 
     /// How long the program's main thread takes to answer a small question; `limit` when it does
@@ -73,6 +73,7 @@ private:
                                    const std::string& wanted, std::chrono::milliseconds limit);
     bool locate();
     void visit(const QString& path, int depth, std::vector<AccessibleElement>& found) const;
+    [[nodiscard]] std::string roleOf(const QString& path) const;
     [[nodiscard]] QVariantList callAccessible(const QString& path, const QString& method) const;
 
     BusConnection bus_;

@@ -86,6 +86,18 @@ bool VirtualDisplay::saveScreenshot(const std::filesystem::path& file) const {
                .exitCode == 0;
 }
 
+bool VirtualDisplay::awaitWindow(const std::string& title) const {
+    return waitUntil(
+        [&] {
+            return ChildProcess::run({"sh", "-c",
+                                      "exec xdotool search --onlyvisible --name \"^$0\\$\" 2>&1",
+                                      title},
+                                     clientEnvironment())
+                       .exitCode == 0;
+        },
+        std::chrono::seconds(10));
+}
+
 bool VirtualDisplay::hasSelectionOwner(const std::string& name) const {
     const Question question(name_);
     if (!question.isConnected()) {

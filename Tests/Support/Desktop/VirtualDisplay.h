@@ -26,6 +26,8 @@ public:
 
     /// Saves the whole screen as a PNG file; whether that worked.
     bool saveScreenshot(const std::filesystem::path& file) const;
+    /// Waits until a window of that title shows; whether one does within 10 s.
+    [[nodiscard]] bool awaitWindow(const std::string& title) const;
     /// Whether a program owns the selection `name`.
     [[nodiscard]] bool hasSelectionOwner(const std::string& name) const;
     /// Whether the root window has the property `name`.

@@ -1,0 +1,128 @@
+#include "EndToEnd/AppStory.h"
+#include "Support/WaitUntil.h"
+
+#include <QDBusMessage>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <vector>
+
+namespace tandrel::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::HasSubstr;
+
+/// Ends in every state, and an interface that answers whatever else hangs; no microphone.
+class AppLifecycle : public AppStory {};
+
+TEST_F(AppLifecycle, ASignalBeforeAnyoneSignedInEndsWithinTwoSeconds) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        startWithPopover();
+        EXPECT_EQ(app().end(number), 0);
+    }
+}
+
+TEST_F(AppLifecycle, ASignalAtTheStartEndsWithinTwoSeconds) {
+    desktop().startStatusNotifierTray();
+    start();
+    ASSERT_TRUE(app().waitForLog("[App] init"));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+}
+
+TEST_F(AppLifecycle, ASignalWhileSigningInEndsWithinTwoSeconds) {
+    backend().send("PUT", "/dev/faults/login", R"({"answer": "silence"})");
+    startWithPopover();
+    fill(role::field, "Email", DevBackend::email);
+    fill(role::password, "Password", DevBackend::password);
+    input().press({"Return"});
+    EXPECT_LT(slowestAnswer(milliseconds(1000)), milliseconds(500));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+}
+
+TEST_F(AppLifecycle, ABackendThatHangsLeavesTheInterfaceAlive) {
+    startWithPopover();
+    signIn();
+    backend().send("PUT", "/dev/faults/pending", R"({"answer": "silence"})");
+    EXPECT_LT(slowestAnswer(milliseconds(4000)), milliseconds(500));
+    EXPECT_EQ(app().end(SIGINT), 0);
+}
+
+TEST_F(AppLifecycle, AKeyringThatNeverAnswersLeavesTheInterfaceAlive) {
+    // Locked, and nobody there to ask the user.
+    desktop().startKeyring(PrivateKeyring::Start::locked);
+    startWithPopover();
+    EXPECT_LT(slowestAnswer(milliseconds(1000)), milliseconds(500));
+    signIn();
+    EXPECT_LT(slowestAnswer(milliseconds(1000)), milliseconds(500));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+}
+
+TEST_F(AppLifecycle, AFloodOfCommandsLeavesTheInterfaceAlive) {
+    startWithPopover();
+    const BusConnection bus(desktop().bus().address());
+    QStringList urls;
+    for (int count = 0; count < 100; ++count) {
+        urls << (count % 2 == 0 ? QStringLiteral("quorvane-tandrel://start?n=%1").arg(count)
+                                : QStringLiteral("quorvane-tandrel://stop"));
+    }
+    for (int deliveries = 0; deliveries < 100; ++deliveries) {
+        QDBusMessage delivery = QDBusMessage::createMethodCall(
+            QStringLiteral("com.quorvane.Tandrel"), QStringLiteral("/com/quorvane/Tandrel"),
+            QStringLiteral("org.freedesktop.Application"), QStringLiteral("Open"));
+        delivery.setArguments({urls, QVariantMap()});
+        // Without waiting for any answer: all of it at once.
+        EXPECT_TRUE(bus.connection().send(delivery));
+    }
+    EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
+    // All of them arrived.
+    EXPECT_TRUE(waitUntil([&] {
+        const std::string log = app().debugLog();
+        std::size_t count = 0;
+        for (auto at = log.find("Received URL"); at != std::string::npos;
+             at = log.find("Received URL", at + 1)) {
+            ++count;
+        }
+        return count == 10'000;
+    }));
+    EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
+    interface().await(role::button, "Sign In");
+}
+
+TEST_F(AppLifecycle, TheQuitButtonEndsTheProgram) {
+    startWithPopover();
+    signIn();
+    click(role::button, "Quit");
+    EXPECT_EQ(app().waitForExit(seconds(5)), 0);
+}
+
+TEST_F(AppLifecycle, WithoutASessionBusItRunsAndSaysSo) {
+    environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
+    expectOutput("no session bus, so nothing keeps it from running twice");
+    const XEmbedTray& tray = desktop().startXEmbedTray();
+    start();
+    const auto icon = tray.awaitIcon();
+    EXPECT_THAT(app().output(), HasSubstr("no session bus"));
+    input().click(icon.x + icon.width / 2, icon.y + icon.height / 2);
+    EXPECT_TRUE(desktop().display().awaitWindow("Quorvane Tandrel"));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+}
+
+TEST_F(AppLifecycle, HelpAndVersionNeedNoDisplay) {
+    environment["DISPLAY"] = "";
+    environment["QT_QPA_PLATFORM"] = "";
+    environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
+    for (const char* flag : {"--help", "--version"}) {
+        start({flag});
+        EXPECT_EQ(app().waitForExit(), 0);
+        EXPECT_THAT(app().output(), HasSubstr("quorvane-tandrel"));
+        expectOutput("");
+    }
+}
+
+} // namespace
+} // namespace tandrel::test

@@ -1,0 +1,178 @@
+#include "EndToEnd/AppStory.h"
+
+#include "BuildPaths.h"
+#include "Support/WaitUntil.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+namespace tandrel::test {
+
+using std::chrono::seconds;
+
+std::unique_ptr<PrivateDesktop> AppStory::desktop_;
+std::unique_ptr<DevBackend> AppStory::backend_;
+
+namespace {
+
+std::filesystem::path traceFolder() {
+    const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+    return std::filesystem::path(TANDREL_BUILD_BIN) / "../test-failures" /
+           (std::string(test->test_suite_name()) + '.' + test->name());
+}
+
+} // namespace
+
+void AppStory::SetUpTestSuite() {
+    desktop_ = std::make_unique<PrivateDesktop>();
+    backend_ = std::make_unique<DevBackend>();
+}
+
+void AppStory::TearDownTestSuite() {
+    backend_.reset();
+    desktop_.reset();
+}
+
+void AppStory::SetUp() {
+    std::filesystem::remove_all(traceFolder());
+    desktop_->forgetOpenedPages();
+}
+
+void AppStory::TearDown() {
+    if (HasFailure()) {
+        keepTraces();
+    }
+    if (app_ && app_->process().isRunning()) {
+        endApp();
+    }
+    if (app_) {
+        checkOutput();
+    }
+    app_.reset();
+    desktop_->stopTray();
+    tray_ = nullptr;
+    desktop_->stopKeyring();
+    backend_->send("DELETE", "/dev/faults", "{}");
+    if (!session_.empty()) {
+        backend_->send("POST", "/dev/sessions/" + session_ + "/end", "{}");
+    }
+}
+
+AppProcess& AppStory::start(const std::vector<std::string>& arguments,
+                            const std::filesystem::path& home) {
+    return start({arguments, backend_->url(), {}, home});
+}
+
+AppProcess& AppStory::start(AppProcess::Start start) {
+    for (const auto& [name, value] : environment) {
+        start.environment.insert_or_assign(name, value);
+    }
+    app_ = std::make_unique<AppProcess>(*desktop_, start);
+    return *app_;
+}
+
+int AppStory::startAgain(const std::vector<std::string>& arguments) {
+    AppProcess second(*desktop_, {arguments, backend_->url(), environment, {}});
+    const auto code = second.waitForExit();
+    EXPECT_TRUE(code.has_value()) << "a second start does not end";
+    return code.value_or(-1);
+}
+
+void AppStory::pause() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+}
+
+void AppStory::clickTrayIcon() {
+    EXPECT_TRUE(tray_->awaitItem().activate());
+}
+
+AppProcess& AppStory::startWithPopover(const std::filesystem::path& home) {
+    if (tray_ == nullptr) {
+        tray_ = &desktop_->startStatusNotifierTray();
+    }
+    start({}, home);
+    clickTrayIcon();
+    interface().await(role::label, "Quorvane Tandrel");
+    return app();
+}
+
+void AppStory::click(const std::string& role, const std::string& name) {
+    // An element that has just come may still be moving to its place.
+    auto area = interface().extents(interface().awaitEnabled(role, name));
+    waitUntil([&] {
+        const auto before = area;
+        area = interface().extents(interface().awaitEnabled(role, name));
+        return area.x == before.x && area.y == before.y && area.width == before.width;
+    });
+    input().click(area.x + area.width / 2, area.y + area.height / 2);
+}
+
+void AppStory::fill(const std::string& role, const std::string& name, const std::string& text) {
+    click(role, name);
+    const bool hasFocus = waitUntil([&] {
+        const auto field = interface().find(role, name);
+        return field && field->has(AccessibleElement::State::focused);
+    });
+    if (!hasFocus) {
+        throw std::runtime_error("a click does not bring the focus to " + name);
+    }
+    input().press({"ctrl+a"});
+    input().type(text);
+}
+
+void AppStory::signIn() {
+    fill(role::field, "Email", DevBackend::email);
+    fill(role::password, "Password", DevBackend::password);
+    click(role::button, "Sign In");
+    interface().await(role::button, "Sign Out");
+}
+
+const std::string& AppStory::startSession() {
+    session_ = backend_->startSession();
+    return session_;
+}
+
+std::chrono::microseconds AppStory::slowestAnswer(std::chrono::milliseconds duration) {
+    std::vector<std::chrono::microseconds> answers;
+    const auto end = std::chrono::steady_clock::now() + duration;
+    while (std::chrono::steady_clock::now() < end) {
+        answers.push_back(interface().roundTrip());
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    std::sort(answers.begin(), answers.end());
+    std::printf("answers: %zu, median %.1f ms, slowest %.1f ms\n", answers.size(),
+                static_cast<double>(answers[answers.size() / 2].count()) / 1000,
+                static_cast<double>(answers.back().count()) / 1000);
+    return answers.back();
+}
+
+void AppStory::endApp() {
+    EXPECT_EQ(app_->end(SIGTERM, seconds(5)), 0) << app_->output();
+}
+
+void AppStory::checkOutput() {
+    for (const std::string& line : app_->unexpectedOutput()) {
+        const bool isExpected =
+            std::any_of(expectedOutput_.begin(), expectedOutput_.end(),
+                        [&](const auto& part) { return line.find(part) != std::string::npos; });
+        EXPECT_TRUE(isExpected) << "unexpected output: " << line;
+    }
+}
+
+void AppStory::keepTraces() {
+    const auto folder = traceFolder();
+    std::filesystem::create_directories(folder);
+    desktop_->display().saveScreenshot(folder / "screen.png");
+    if (app_) {
+        std::ofstream(folder / "output") << app_->output();
+        std::ofstream(folder / "debug.log") << app_->debugLog();
+        std::ofstream(folder / "interface") << app_->interface().describe();
+    }
+}
+
+} // namespace tandrel::test

@@ -1,0 +1,316 @@
+#include "EndToEnd/AppStory.h"
+#include "Support/PrivateSoundServer.h"
+#include "Support/SignalAnalysis.h"
+#include "Support/VirtualMicrophoneFeeder.h"
+#include "Support/WaitUntil.h"
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <numbers>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tandrel::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::HasSubstr;
+using testing::Not;
+using State = AccessibleElement::State;
+
+/// Streaming, with a sound server of its own whose microphone hears a tone of 1 kHz.
+class AppStream : public AppStory {
+protected:
+    static void SetUpTestSuite() {
+        AppStory::SetUpTestSuite();
+        startSound();
+    }
+    static void TearDownTestSuite() {
+        feeder.reset();
+        sound.reset();
+        AppStory::TearDownTestSuite();
+    }
+    void SetUp() override {
+        AppStory::SetUp();
+        environment["PULSE_SERVER"] = sound->address();
+    }
+
+    static void startSound() {
+        feeder.reset();
+        sound = std::make_unique<PrivateSoundServer>(PrivateSoundServer::Kind::pulseAudio);
+        microphone = sound->addMicrophone("studio", "Studio Microphone", 48000, 1);
+        feeder = std::make_unique<VirtualMicrophoneFeeder>(*sound, microphone, tone());
+    }
+
+    /// Longer than all stories together.
+    static const std::vector<float>& tone() {
+        static const std::vector<float> samples = [] {
+            constexpr std::size_t period = 48;
+            std::vector<float> all(std::size_t{48000} * 240);
+            for (std::size_t index = 0; index < period; ++index) {
+                const double phase = 2 * std::numbers::pi * static_cast<double>(index) / period;
+                all[index] = static_cast<float>(0.25 * std::sin(phase));
+            }
+            for (std::size_t index = period; index < all.size(); ++index) {
+                all[index] = all[index - period];
+            }
+            return all;
+        }();
+        return samples;
+    }
+
+    /// Signs in with a session that is found at the first look.
+    void signInToSession() {
+        startSession();
+        startWithPopover();
+        signIn();
+        interface().awaitEnabled(role::button, "Start Streaming");
+    }
+    void awaitAudio(std::int64_t more = 10) {
+        const auto before = backend().messageCount(session());
+        ASSERT_TRUE(waitUntil([&] { return backend().messageCount(session()) > before + more; }))
+            << app().debugLog();
+    }
+    void startStreaming() {
+        signInToSession();
+        click(role::button, "Start Streaming");
+        interface().await(role::button, "Stop");
+        awaitAudio();
+    }
+    [[nodiscard]] bool ended(const std::string& how) {
+        return waitUntil([&] { return backend().lastEnd(session()) == how; });
+    }
+    /// Whether the program has a recording open.
+    [[nodiscard]] static bool isListening() { return !sound->recordingIndexes().empty(); }
+    [[nodiscard]] static bool hasStoppedListening() {
+        return waitUntil([] { return !isListening(); });
+    }
+
+    static inline std::unique_ptr<PrivateSoundServer> sound;
+    static inline std::unique_ptr<VirtualMicrophoneFeeder> feeder;
+    static inline VirtualMicrophone microphone;
+};
+
+TEST_F(AppStream, AFoundSessionIsStreamedUntilTheStopButton) {
+    signInToSession();
+    EXPECT_TRUE(interface().showsName("Ready"));
+    EXPECT_FALSE(isListening());
+    click(role::button, "Start Streaming");
+    interface().await(role::button, "Stop");
+    awaitAudio(60);
+    EXPECT_THAT(interface().nameStartingWith("Streaming"), HasSubstr("Streaming 00:0"));
+    EXPECT_FALSE(interface().shows(role::button, "Start Streaming"));
+    EXPECT_FALSE(interface().shows(role::button, "Open in Browser"));
+    click(role::button, "Stop");
+    interface().awaitName("Done");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_TRUE(hasStoppedListening());
+    // What the microphone heard is what came.
+    const auto samples = backend().received(session());
+    ASSERT_GT(samples.size(), 16000U);
+    // The first 100 ms may hold the filter's start.
+    const std::vector<double> heard(samples.begin() + 1600, samples.end());
+    EXPECT_NEAR(measureFrequency(heard, 1000.0, 16000.0), 1000.0, 0.5);
+    // The search for the next session begins 2 s later.
+    interface().awaitName("Waiting");
+}
+
+TEST_F(AppStream, CommandsByUrlOpenThePopoverStartAndStop) {
+    startSession();
+    startWithPopover();
+    signIn();
+    interface().awaitName("Ready");
+    input().press({"Escape"});
+    ASSERT_TRUE(interface().awaitGone(role::button, "Sign Out"));
+    EXPECT_EQ(startAgain({"quorvane-tandrel://start"}), 0);
+    interface().await(role::button, "Stop");
+    awaitAudio();
+    EXPECT_TRUE(
+        app().hasLogged("[AppDelegate] Received URL: quorvane-tandrel://start command=start"));
+    EXPECT_TRUE(app().hasLogged("[AppDelegate] Opening popover via status bar button click"));
+    EXPECT_TRUE(app().hasLogged("[AutoStart] Conditions met — starting streaming"));
+    EXPECT_EQ(startAgain({"quorvane-tandrel://stop"}), 0);
+    interface().awaitName("Done");
+    EXPECT_TRUE(app().hasLogged("[PopoverView] Stop requested via URL scheme"));
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_TRUE(hasStoppedListening());
+}
+
+TEST_F(AppStream, AStartCommandWaitsForTheSession) {
+    startWithPopover();
+    signIn();
+    EXPECT_EQ(startAgain({"--start"}), 0);
+    interface().awaitName("Waiting");
+    startSession();
+    interface().await(role::button, "Stop");
+    awaitAudio();
+}
+
+TEST_F(AppStream, ASessionThatTheBackendEndsEndsTheStream) {
+    const std::vector<std::pair<int, std::string>> ends{
+        {4001, "Session token is invalid. Please start a new session."},
+        {4002, "Session is no longer pending."}};
+    for (const auto& [code, message] : ends) {
+        startStreaming();
+        backend().send("POST", "/dev/sessions/" + session() + "/stream",
+                       R"({"action": "close", "code": )" + std::to_string(code) + "}");
+        EXPECT_TRUE(app().waitForLog("[PopoverView] WebSocket error during streaming: " + message +
+                                     " — resetting to poll"));
+        interface().awaitName("Done");
+        EXPECT_TRUE(hasStoppedListening());
+        interface().awaitName("Waiting");
+        endApp();
+    }
+}
+
+TEST_F(AppStream, ALostConnectionIsOpenedAgainAndTheStreamGoesOn) {
+    startStreaming();
+    backend().send("POST", "/dev/sessions/" + session() + "/stream", R"({"action": "reset"})");
+    ASSERT_TRUE(waitUntil([&] {
+        return backend().get("/dev/sessions/" + session()).find("\"connections\": 2") !=
+                   std::string::npos ||
+               backend().get("/dev/sessions/" + session()).find("\"connections\":2") !=
+                   std::string::npos;
+    })) << backend().get("/dev/sessions/" + session());
+    awaitAudio();
+    EXPECT_TRUE(interface().shows(role::button, "Stop"));
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
+TEST_F(AppStream, ARefusedSocketIsTold) {
+    backend().send("PUT", "/dev/faults/stream", R"({"then": "close", "code": 4001})");
+    signInToSession();
+    click(role::button, "Start Streaming");
+    interface().await(role::label, "Failed to connect WebSocket");
+    EXPECT_FALSE(app().hasLogged("[startCapture]"));
+    EXPECT_FALSE(isListening());
+}
+
+TEST_F(AppStream, SigningOutWhileStreamingEndsAllOfIt) {
+    startStreaming();
+    click(role::button, "Sign Out");
+    interface().await(role::button, "Sign In");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_TRUE(hasStoppedListening());
+    EXPECT_EQ(interface().text(interface().await(role::field, "Email")), "");
+    EXPECT_EQ(interface().text(interface().await(role::password, "Password")), "");
+}
+
+TEST_F(AppStream, AnUnpluggedMicrophoneIsNotReplacedByAnother) {
+    const auto other = sound->addMicrophone("other", "Other Microphone", 48000, 1);
+    startStreaming();
+    sound->unplug(microphone);
+    EXPECT_TRUE(hasStoppedListening());
+    // It lives, and says what there is now.
+    click(role::button, "Refresh devices");
+    interface().await(role::button, "Stop");
+    EXPECT_FALSE(isListening());
+    EXPECT_TRUE(app().process().isRunning());
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    endApp();
+    startSound();
+}
+
+TEST_F(AppStream, AClosedPopoverGoesOnStreaming) {
+    startStreaming();
+    input().press({"Escape"});
+    ASSERT_TRUE(interface().awaitGone(role::button, "Stop"));
+    awaitAudio(40);
+    pause();
+    clickTrayIcon();
+    interface().await(role::button, "Stop");
+    EXPECT_EQ(backend().lastEnd(session()), "");
+}
+
+TEST_F(AppStream, TheKeyboardAloneSignsInStartsAndStops) {
+    startSession();
+    startWithPopover();
+    const auto tabTo = [&](const char* role, const char* name) {
+        for (int presses = 0; presses < 20; ++presses) {
+            const auto element = interface().find(role, name);
+            if (element && element->has(State::focused)) {
+                return true;
+            }
+            const auto before = interface().focused();
+            input().press({"Tab"});
+            waitUntil(
+                [&] {
+                    const auto now = interface().focused();
+                    return now && (!before || now->path != before->path);
+                },
+                milliseconds(500));
+        }
+        return false;
+    };
+    ASSERT_TRUE(tabTo(role::field, "Email")) << interface().describe();
+    input().type(DevBackend::email);
+    input().press({"Tab"});
+    ASSERT_TRUE(tabTo(role::password, "Password")) << interface().describe();
+    input().type(DevBackend::password);
+    input().press({"Return"});
+    interface().awaitEnabled(role::button, "Start Streaming");
+    ASSERT_TRUE(tabTo(role::button, "Start Streaming")) << interface().describe();
+    input().press({"space"});
+    interface().await(role::button, "Stop");
+    awaitAudio();
+    ASSERT_TRUE(tabTo(role::button, "Stop")) << interface().describe();
+    input().press({"Return"});
+    interface().awaitName("Done");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
+TEST_F(AppStream, TheQuitButtonClosesTheStreamNormally) {
+    startStreaming();
+    click(role::button, "Quit");
+    EXPECT_EQ(app().waitForExit(seconds(5)), 0);
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
+TEST_F(AppStream, ASignalClosesTheStreamNormallyWithinTwoSeconds) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        startStreaming();
+        EXPECT_EQ(app().end(number), 0);
+        EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+        EXPECT_FALSE(isListening());
+    }
+}
+
+TEST_F(AppStream, ASignalWhileTheSocketOpensEndsWithinTwoSecondsAndNeverListens) {
+    backend().send("PUT", "/dev/faults/stream", R"({"answer": "silence"})");
+    signInToSession();
+    click(role::button, "Start Streaming");
+    ASSERT_TRUE(app().waitForLog("[establishConnection] url="));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+    EXPECT_FALSE(app().hasLogged("[startCapture]"));
+}
+
+TEST_F(AppStream, ASoundServerThatDiesLeavesTheInterfaceAlive) {
+    startStreaming();
+    sound->kill();
+    EXPECT_LT(slowestAnswer(milliseconds(1500)), milliseconds(500));
+    EXPECT_TRUE(interface().shows(role::button, "Stop"));
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    endApp();
+    startSound();
+}
+
+TEST_F(AppStream, ASoundServerThatHangsLeavesTheInterfaceAlive) {
+    startStreaming();
+    sound->freeze();
+    EXPECT_LT(slowestAnswer(milliseconds(1500)), milliseconds(500));
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_EQ(app().end(SIGTERM), 0);
+    sound->thaw();
+}
+
+} // namespace
+} // namespace tandrel::test
