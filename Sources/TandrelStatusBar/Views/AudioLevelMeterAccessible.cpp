@@ -52,10 +52,7 @@ private:
     }
 };
 
-QAccessibleInterface* makeInterface(const QString& className, QObject* object) {
-    if (className != QLatin1String(AudioLevelMeter::staticMetaObject.className())) {
-        return nullptr;
-    }
+QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object) {
     auto* meter = qobject_cast<AudioLevelMeter*>(object);
     return meter == nullptr ? nullptr : new AudioLevelMeterAccessible(meter);
 }

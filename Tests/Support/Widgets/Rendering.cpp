@@ -61,6 +61,19 @@ ApplicationLook::ApplicationLook()
 ApplicationLook::~ApplicationLook() {
     QApplication::setFont(font_);
     QApplication::setPalette(palette_);
+    QCoreApplication::processEvents();
+}
+
+void ApplicationLook::scaleFont(qreal factor) const {
+    QFont font = font_;
+    font.setPointSizeF(factor * font.pointSizeF());
+    QApplication::setFont(font);
+    QCoreApplication::processEvents();
+}
+
+void ApplicationLook::setPalette(const QPalette& palette) const {
+    QApplication::setPalette(palette);
+    QCoreApplication::processEvents();
 }
 
 } // namespace tandrel::test

@@ -27,6 +27,11 @@ public:
     ApplicationLook(const ApplicationLook&) = delete;
     ApplicationLook& operator=(const ApplicationLook&) = delete;
 
+    /// Makes the interface font `factor` times as large and waits until all widgets know.
+    void scaleFont(qreal factor) const;
+    /// The same for the palette.
+    void setPalette(const QPalette& palette) const;
+
 private:
     QFont font_;
     QPalette palette_;

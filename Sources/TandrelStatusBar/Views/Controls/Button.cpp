@@ -28,11 +28,16 @@ void Button::keyPressEvent(QKeyEvent* event) {
     }
 }
 
-void Button::changeEvent(QEvent* event) {
-    QAbstractButton::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange) {
+bool Button::event(QEvent* event) {
+    const bool isHandled = QAbstractButton::event(event);
+    if (changesSystemFont(*event)) {
         updateFont();
     }
+    return isHandled;
+}
+
+void Button::changeEvent(QEvent* event) {
+    QAbstractButton::changeEvent(event);
     if (changesPoints(*event)) {
         updateGeometry();
     }

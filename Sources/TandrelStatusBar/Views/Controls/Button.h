@@ -21,6 +21,7 @@ protected:
     virtual void updateFont() = 0;
 
     void keyPressEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 };
 

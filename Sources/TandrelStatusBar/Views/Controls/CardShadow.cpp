@@ -1,5 +1,6 @@
 #include "Views/Controls/CardShadow.h"
 
+#include "Views/Controls/DeviceGrid.h"
 #include "Views/Controls/Points.h"
 
 #include <QImage>
@@ -81,8 +82,8 @@ QPixmap shadowTile(int side, int reach, qreal radius, qreal blur, qreal strength
     return QPixmap::fromImage(tile);
 }
 
-void drawCast(QPainter& painter, const QRect& card, qreal radius, const Cast& cast,
-              qreal devicePixelRatio) {
+void drawCast(QPainter& painter, const QRect& card, qreal radius, const Cast& cast) {
+    const qreal devicePixelRatio = deviceScale(painter);
     const int blur = roundedPixels(cast.blur);
     const int reach = 2 * blur;
     // Far enough inside that the middle of each edge is straight.
@@ -123,13 +124,12 @@ void drawCast(QPainter& painter, const QRect& card, qreal radius, const Cast& ca
 
 } // namespace
 
-void drawCardShadow(QPainter& painter, const QRect& card, qreal radius, bool isDark,
-                    qreal devicePixelRatio) {
+void drawCardShadow(QPainter& painter, const QRect& card, qreal radius, bool isDark) {
     // A wide one for the height above the ground, a tight one for the edge.
     const Cast wide{9.0, 5.0, isDark ? 0.50 : 0.24};
     const Cast tight{2.0, 1.0, isDark ? 0.40 : 0.14};
-    drawCast(painter, card, radius, wide, devicePixelRatio);
-    drawCast(painter, card, radius, tight, devicePixelRatio);
+    drawCast(painter, card, radius, wide);
+    drawCast(painter, card, radius, tight);
 }
 
 } // namespace tandrel

@@ -1,5 +1,6 @@
 #include "Views/Controls/ControlFrame.h"
 
+#include "Views/Controls/DeviceGrid.h"
 #include "Views/Controls/Points.h"
 #include "Views/Controls/Theme.h"
 
@@ -21,7 +22,7 @@ int controlHeight(const QFont& font) {
 
 void drawControlFrame(QPainter& painter, const QWidget& control, bool isActive) {
     const QPalette palette = control.palette();
-    const qreal width = isActive ? pixels(2.0) : std::max(1.0, std::round(pixels(0.75)));
+    const qreal width = hairline(painter, isActive ? pixels(2.0) : 1.0);
     QColor fill = controlFill(palette);
     if (!control.isEnabled()) {
         fill = mixed(fill, color(ColorRole::card, palette), 0.6);
@@ -32,8 +33,8 @@ void drawControlFrame(QPainter& painter, const QWidget& control, bool isActive) 
     painter.setBrush(fill);
     const qreal inset = width / 2.0;
     const qreal radius = pixels(controlRadius) - inset;
-    painter.drawRoundedRect(QRectF(control.rect()).adjusted(inset, inset, -inset, -inset), radius,
-                            radius);
+    painter.drawRoundedRect(snapped(painter, control.rect()).adjusted(inset, inset, -inset, -inset),
+                            radius, radius);
     painter.restore();
 }
 

@@ -1,5 +1,6 @@
 #include "Views/Controls/Divider.h"
 
+#include "Views/Controls/DeviceGrid.h"
 #include "Views/Controls/Points.h"
 #include "Views/Controls/Theme.h"
 
@@ -18,7 +19,10 @@ QSize Divider::sizeHint() const {
 }
 
 void Divider::paintEvent(QPaintEvent* /*event*/) {
-    QPainter(this).fillRect(rect(), color(ColorRole::divider, palette()));
+    QPainter painter(this);
+    QRectF line = snapped(painter, rect());
+    line.setHeight(hairline(painter, height()));
+    painter.fillRect(line, color(ColorRole::divider, palette()));
 }
 
 void Divider::changeEvent(QEvent* event) {

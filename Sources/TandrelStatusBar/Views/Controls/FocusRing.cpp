@@ -15,7 +15,7 @@ namespace tandrel {
 namespace {
 
 constexpr qreal ringWidth = 2.0;
-constexpr qreal gap = 1.5;
+constexpr qreal gap = 1.0;
 
 } // namespace
 
@@ -58,17 +58,21 @@ FocusRing::~FocusRing() {
 
 bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
-    case QEvent::FocusIn: {
-        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
-        if (watched == &target_ && reason != Qt::MouseFocusReason &&
-            reason != Qt::PopupFocusReason) {
+    case QEvent::FocusIn:
+        if (watched == &target_ && isByKeyboard(static_cast<QFocusEvent*>(event)->reason())) {
             show();
         }
         break;
-    }
     case QEvent::FocusOut:
         if (watched == &target_) {
+            returnsWithWindow_ = isShown();
             hide();
+        }
+        break;
+    case QEvent::KeyPress:
+        // A window that opens gives its first control the focus unseen; who types must see it.
+        if (watched == &target_ && !isShown()) {
+            show();
         }
         break;
     case QEvent::Move:
@@ -84,6 +88,21 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
         break;
     }
     return QObject::eventFilter(watched, event);
+}
+
+bool FocusRing::isByKeyboard(Qt::FocusReason reason) const {
+    switch (reason) {
+    case Qt::TabFocusReason:
+    case Qt::BacktabFocusReason:
+    case Qt::ShortcutFocusReason:
+        return true;
+    case Qt::ActiveWindowFocusReason:
+    case Qt::PopupFocusReason:
+    case Qt::MenuBarFocusReason:
+        return returnsWithWindow_;
+    default:
+        return false;
+    }
 }
 
 void FocusRing::show() {

@@ -10,8 +10,8 @@ class QWidget;
 
 namespace tandrel {
 
-/// Shows a ring around a control while it has the keyboard's focus, unless a click gave it. The
-/// ring lies outside the control's own bounds, so it is a widget of the window. Owned by `target`.
+/// Shows a ring around a control while it has the focus and the keyboard is in use. The ring lies
+/// outside the control's own bounds, so it is a widget of the window. Owned by `target`.
 class FocusRing : public QObject {
     Q_OBJECT
 public:
@@ -26,6 +26,7 @@ protected:
 
 private:
     class Overlay;
+    [[nodiscard]] bool isByKeyboard(Qt::FocusReason reason) const;
     void show();
     void hide();
     void place();
@@ -34,6 +35,9 @@ private:
     std::function<QRect()> shape_;
     qreal radius_;
     QPointer<QWidget> overlay_;
+    /// Whether the ring was there when the focus went, with the window or to a list, which give it
+    /// back.
+    bool returnsWithWindow_ = false;
     QList<QPointer<QWidget>> watchedAncestors_;
 };
 

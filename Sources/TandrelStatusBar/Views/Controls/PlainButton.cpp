@@ -1,5 +1,7 @@
 #include "Views/Controls/PlainButton.h"
 
+#include "Views/Controls/DeviceGrid.h"
+#include "Views/Controls/ElidedText.h"
 #include "Views/Controls/Points.h"
 
 #include <QFontMetricsF>
@@ -112,7 +114,7 @@ void PlainButton::drawSymbol(QPainter& painter, const SizedSymbol& symbol, int l
     const int side = symbolSide(symbol.points);
     const QRect place(left, (height() - side) / 2, side, side);
     painter.drawPixmap(QStyle::visualRect(layoutDirection(), rect(), place),
-                       symbolPixmap(symbol.symbol, symbol.points, ink(), devicePixelRatioF()));
+                       symbolPixmap(symbol.symbol, symbol.points, ink(), deviceScale(painter)));
 }
 
 void PlainButton::paintEvent(QPaintEvent* /*event*/) {
@@ -134,13 +136,9 @@ void PlainButton::paintEvent(QPaintEvent* /*event*/) {
     }
     painter.setPen(ink());
     const QRect place(left, 0, right - left, height());
-    const QString shown =
-        QFontMetricsF(font()).elidedText(text(), Qt::ElideRight, place.width() + 1.0);
-    painter.drawText(
-        QStyle::visualRect(layoutDirection(), rect(), place),
-        int(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter)) |
-            int(Qt::TextSingleLine),
-        shown);
+    ElidedText(text(), font(), place.width(), 1)
+        .draw(painter, QStyle::visualRect(layoutDirection(), rect(), place),
+              QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter));
 }
 
 } // namespace tandrel

@@ -49,8 +49,11 @@ QFont systemFont(qreal points, QFont::Weight weight) {
 }
 
 bool changesPoints(const QEvent& event) {
-    return event.type() == QEvent::ApplicationFontChange || event.type() == QEvent::FontChange ||
-           event.type() == QEvent::StyleChange;
+    return event.type() == QEvent::FontChange || event.type() == QEvent::StyleChange;
+}
+
+bool changesSystemFont(const QEvent& event) {
+    return event.type() == QEvent::ApplicationFontChange;
 }
 
 } // namespace tandrel

@@ -19,5 +19,8 @@ namespace tandrel {
 
 /// Whether a widget that receives `event` as a change event has to take its sizes anew.
 [[nodiscard]] bool changesPoints(const QEvent& event);
+/// Whether a widget with a font of its own, from `systemFont`, has to take it anew. Such a widget
+/// gets no change event then: ask this in `event()`.
+[[nodiscard]] bool changesSystemFont(const QEvent& event);
 
 } // namespace tandrel

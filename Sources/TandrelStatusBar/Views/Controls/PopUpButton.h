@@ -10,12 +10,18 @@ class PopUpButton : public QComboBox {
 public:
     explicit PopUpButton(QWidget* parent = nullptr);
 
+    /// The text of the chosen row; without one, the placeholder.
+    [[nodiscard]] QString shownText() const;
+
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
+    /// The list takes the width of its rows up to a limit, then they are elided.
+    void showPopup() override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:

@@ -1,6 +1,7 @@
 #include "Views/Controls/PopoverCard.h"
 
 #include "Views/Controls/CardShadow.h"
+#include "Views/Controls/DeviceGrid.h"
 #include "Views/Controls/Points.h"
 #include "Views/Controls/Theme.h"
 
@@ -47,22 +48,25 @@ void PopoverCard::updateMargins() {
 
 void PopoverCard::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    const QColor ground = color(ColorRole::card, palette());
+    const QColor fill = color(ColorRole::card, palette());
     if (!shadowVisible_) {
-        painter.fillRect(rect(), ground);
+        painter.fillRect(rect(), fill);
         return;
     }
     const QRect card = rect().marginsRemoved(shadowMargins());
     const qreal radius = pixels(cornerRadius);
-    drawCardShadow(painter, card, radius, isDark(palette()), devicePixelRatioF());
+    drawCardShadow(painter, card, radius, isDark(palette()));
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(ground);
+    painter.setBrush(fill);
     painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(QRectF(card), radius, radius);
+    const QRectF ground = snapped(painter, card);
+    painter.drawRoundedRect(ground, radius, radius);
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(color(ColorRole::cardBorder, palette()), 1.0));
-    painter.drawRoundedRect(QRectF(card).adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5,
-                            radius - 0.5);
+    const qreal border = hairline(painter);
+    const qreal inset = border / 2.0;
+    painter.setPen(QPen(color(ColorRole::cardBorder, palette()), border));
+    painter.drawRoundedRect(ground.adjusted(inset, inset, -inset, -inset), radius - inset,
+                            radius - inset);
 }
 
 void PopoverCard::changeEvent(QEvent* event) {

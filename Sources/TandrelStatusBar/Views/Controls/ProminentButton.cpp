@@ -1,5 +1,7 @@
 #include "Views/Controls/ProminentButton.h"
 
+#include "Views/Controls/DeviceGrid.h"
+#include "Views/Controls/ElidedText.h"
 #include "Views/Controls/Points.h"
 #include "Views/Controls/Spinner.h"
 
@@ -78,7 +80,22 @@ QColor ProminentButton::fill() const {
 }
 
 QColor ProminentButton::ink() const {
-    return isEnabled() ? QColor(Qt::white) : color(ColorRole::tertiary, palette());
+    if (isEnabled()) {
+        return Qt::white;
+    }
+    // Faint under a high contrast too, or it would look enabled.
+    return mixed(color(ColorRole::card, palette()), color(ColorRole::primary, palette()), 0.55);
+}
+
+bool ProminentButton::isEdged() const {
+    return !isEnabled() || isHighContrast(palette());
+}
+
+QColor ProminentButton::edge() const {
+    if (!isHighContrast(palette())) {
+        return color(ColorRole::divider, palette());
+    }
+    return isEnabled() ? color(ColorRole::primary, palette()) : ink();
 }
 
 void ProminentButton::paintEvent(QPaintEvent* /*event*/) {
@@ -86,13 +103,10 @@ void ProminentButton::paintEvent(QPaintEvent* /*event*/) {
     painter.setRenderHint(QPainter::Antialiasing);
     const qreal radius = pixels(cornerRadius);
     painter.setBrush(fill());
-    if (!isEnabled() || isHighContrast(palette())) {
-        painter.setPen(QPen(isEnabled() ? fill() : color(ColorRole::divider, palette()), 1.0));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
-    } else {
-        painter.setPen(Qt::NoPen);
-        painter.drawRoundedRect(QRectF(rect()), radius, radius);
-    }
+    const qreal inset = isEdged() ? hairline(painter) / 2.0 : 0.0;
+    painter.setPen(isEdged() ? QPen(edge(), 2.0 * inset) : QPen(Qt::NoPen));
+    painter.drawRoundedRect(snapped(painter, rect()).adjusted(inset, inset, -inset, -inset),
+                            radius - inset, radius - inset);
     if (!busy_) {
         drawLabel(painter);
     }
@@ -102,19 +116,18 @@ void ProminentButton::drawLabel(QPainter& painter) const {
     const QFontMetricsF metrics(font());
     const int symbolWidth = symbol_ ? symbolSide(symbolPoints) + roundedPixels(symbolSpacing) : 0;
     const int room = width() - 2 * roundedPixels(padding) - symbolWidth;
-    const QString shown = metrics.elidedText(text(), Qt::ElideRight, room + 1.0);
-    const int textWidth = int(std::ceil(metrics.horizontalAdvance(shown)));
+    const ElidedText label(text(), font(), room, 1);
+    const int textWidth = int(std::ceil(metrics.horizontalAdvance(label.lines().constFirst())));
     const int left = (width() - symbolWidth - textWidth) / 2;
     if (symbol_) {
         const int side = symbolSide(symbolPoints);
         const QRect place(left, (height() - side) / 2, side, side);
         painter.drawPixmap(QStyle::visualRect(layoutDirection(), rect(), place),
-                           symbolPixmap(*symbol_, symbolPoints, ink(), devicePixelRatioF()));
+                           symbolPixmap(*symbol_, symbolPoints, ink(), deviceScale(painter)));
     }
     painter.setPen(ink());
     const QRect place(left + symbolWidth, 0, textWidth, height());
-    painter.drawText(QStyle::visualRect(layoutDirection(), rect(), place),
-                     int(Qt::AlignCenter) | int(Qt::TextSingleLine) | int(Qt::TextDontClip), shown);
+    label.draw(painter, QStyle::visualRect(layoutDirection(), rect(), place), Qt::AlignCenter);
 }
 
 void ProminentButton::placeSpinner() {

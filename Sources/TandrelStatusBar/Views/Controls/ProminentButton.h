@@ -36,6 +36,8 @@ protected:
 private:
     [[nodiscard]] QColor fill() const;
     [[nodiscard]] QColor ink() const;
+    [[nodiscard]] bool isEdged() const;
+    [[nodiscard]] QColor edge() const;
     void drawLabel(QPainter& painter) const;
     void placeSpinner();
 

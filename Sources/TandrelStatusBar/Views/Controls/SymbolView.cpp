@@ -1,5 +1,6 @@
 #include "Views/Controls/SymbolView.h"
 
+#include "Views/Controls/DeviceGrid.h"
 #include "Views/Controls/Points.h"
 
 #include <QEvent>
@@ -31,10 +32,11 @@ QSize SymbolView::sizeHint() const {
 }
 
 void SymbolView::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
     const QPixmap pixmap =
-        symbolPixmap(symbol_, points_, color(role_, palette()), devicePixelRatioF());
+        symbolPixmap(symbol_, points_, color(role_, palette()), deviceScale(painter));
     const int side = symbolSide(points_);
-    QPainter(this).drawPixmap((width() - side) / 2, (height() - side) / 2, pixmap);
+    painter.drawPixmap((width() - side) / 2, (height() - side) / 2, pixmap);
 }
 
 void SymbolView::changeEvent(QEvent* event) {

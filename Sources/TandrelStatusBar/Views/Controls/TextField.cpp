@@ -55,10 +55,17 @@ void TextField::paintEvent(QPaintEvent* event) {
     QLineEdit::paintEvent(event);
 }
 
+bool TextField::event(QEvent* event) {
+    const bool isHandled = QLineEdit::event(event);
+    if (changesSystemFont(*event)) {
+        updateMetrics();
+    }
+    return isHandled;
+}
+
 void TextField::changeEvent(QEvent* event) {
     QLineEdit::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange) {
-        updateMetrics();
+    if (changesPoints(*event)) {
         updateGeometry();
     }
     update();

@@ -113,11 +113,16 @@ void TextLabel::paintEvent(QPaintEvent* /*event*/) {
     ElidedText(text(), font(), width(), maximumLines_).draw(painter, rect(), aligned);
 }
 
-void TextLabel::changeEvent(QEvent* event) {
-    QLabel::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange) {
+bool TextLabel::event(QEvent* event) {
+    const bool isHandled = QLabel::event(event);
+    if (changesSystemFont(*event)) {
         updateFont();
     }
+    return isHandled;
+}
+
+void TextLabel::changeEvent(QEvent* event) {
+    QLabel::changeEvent(event);
     if (changesPoints(*event)) {
         updateGeometry();
         updateToolTip();
