@@ -25,9 +25,10 @@ void PasswordField::setShown(bool shown) {
 
 void PasswordField::wipe() {
     const bool wasShown = isShown();
-    setEchoMode(Password);
-    QString shared = text(); // the field's own characters
+    // First: these are the field's own characters, which a change of the echo mode may copy.
+    QString shared = text();
     tandrel::wipe(shared);
+    setEchoMode(Password);
     setText({});
     setShown(wasShown);
 }
