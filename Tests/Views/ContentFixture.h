@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <string>
 
 namespace tandrel::test {
@@ -16,7 +17,12 @@ namespace tandrel::test {
 /// views.
 struct ContentFixture : testing::Test {
     ContentFixture() { testing::internal::CaptureStdout(); } // the services' lines
-    ~ContentFixture() override { testing::internal::GetCapturedStdout(); }
+    ~ContentFixture() override {
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (HasFailure()) { // which was printed, too
+            std::fputs(printed.c_str(), stdout);
+        }
+    }
 
     void signIn(const std::string& email = "ada@example.org") {
         login = auth().login(email, "password");

@@ -47,21 +47,15 @@ void ActionSection::setState(SessionState::Kind kind, bool canStart, bool hasPag
     const bool isFound = kind == Kind::sessionFound;
     const bool isEnabled = isStreaming || (isFound && canStart);
 
-    if (holdsFocus() && !isEnabled) {
-        // Before the button is disabled: Qt would move on to the next one, which does something
-        // else altogether.
-        focusWaits_ = true;
-        parentWidget()->setFocus();
-    }
+    keepFocus(isEnabled, isFound && hasPage);
     actionButton_->setText(isStreaming ? QStringLiteral("Stop")
                                        : QStringLiteral("Start Streaming"));
     actionButton_->setSymbol(isStreaming ? Symbol::stopFill : Symbol::micFill);
     actionButton_->setTint(isStreaming ? ColorRole::red : ColorRole::green);
     actionButton_->setEnabled(isEnabled);
-    if (isEnabled) {
-        returnFocus();
+    if (isEnabled && window()->focusWidget() == this) {
+        actionButton_->setFocus();
     }
-
     openInBrowserButton_->setEnabled(hasPage);
     if (isFound) {
         below_->setContent(openInBrowserButton_);
@@ -70,18 +64,13 @@ void ActionSection::setState(SessionState::Kind kind, bool canStart, bool hasPag
     }
 }
 
-bool ActionSection::holdsFocus() const {
-    const QWidget* focused = window()->focusWidget();
-    return focused == actionButton_ || focused == openInBrowserButton_;
-}
-
-void ActionSection::returnFocus() {
-    const bool waits = std::exchange(focusWaits_, false);
-    const bool isAtPanel = waits && window()->focusWidget() == parentWidget();
-    const bool isAtLink =
-        window()->focusWidget() == openInBrowserButton_ && kind_ != Kind::sessionFound;
-    if (isAtPanel || isAtLink) {
-        actionButton_->setFocus();
+void ActionSection::keepFocus(bool canAct, bool canOpen) {
+    const QWidget* const focused = window()->focusWidget();
+    const bool isLosing =
+        (focused == actionButton_ && !canAct) || (focused == openInBrowserButton_ && !canOpen);
+    if (isLosing) {
+        // Qt would move on to the next button, which does something else altogether.
+        setFocus();
     }
 }
 

@@ -31,16 +31,15 @@ protected:
 
 private:
     void act();
-    [[nodiscard]] bool holdsFocus() const;
-    void returnFocus();
+    /// Holds the keyboard's focus itself when the button that has it goes out of use, until there
+    /// is something to press again.
+    void keepFocus(bool canAct, bool canOpen);
 
     ProminentButton* actionButton_;
     SteadySlot* below_;
     TextLabel* hint_;
     PlainButton* openInBrowserButton_;
     SessionState::Kind kind_ = SessionState::Kind::idle;
-    /// The focus was ours when there was nothing left to press; it waits at the panel.
-    bool focusWaits_ = false;
 };
 
 } // namespace tandrel

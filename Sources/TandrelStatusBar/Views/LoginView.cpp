@@ -57,6 +57,7 @@ QWidget* LoginView::makeHeader() {
     auto* header = new QWidget;
     auto* column = new QVBoxLayout(header);
     auto* image = new ApplicationImageView(48);
+    image->setObjectName(QStringLiteral("applicationImage"));
     auto* title =
         new TextLabel(QStringLiteral("Quorvane Tandrel"), 13, ColorRole::primary, QFont::Medium);
     auto* subtitle = new TextLabel(QStringLiteral("Sign in to connect to your interviews"), 11,

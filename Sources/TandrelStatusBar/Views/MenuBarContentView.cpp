@@ -40,6 +40,7 @@ void MenuBarContentView::showEvent(QShowEvent* event) {
     if (event->spontaneous()) {
         return;
     }
+    fontChanges_.watch(*window());
     focusContent();
     controller_.appear();
     if (StreamingController* panel = controller_.panel.value()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Foundation/Published.h"
+#include "Views/FontChangeRelay.h"
 #include "Views/ViewEnvironment.h"
 
 #include <QWidget>
@@ -46,6 +47,7 @@ private:
     // At most one of the two.
     LoginView* loginView_ = nullptr;
     PopoverView* popoverView_ = nullptr;
+    FontChangeRelay fontChanges_;
     Subscription panel_;
 };
 

@@ -103,13 +103,20 @@ std::vector<std::string> clippedParts(const QWidget& view) {
         const QSize least = part->minimumSizeHint();
         const bool isInside = part->parentWidget()->rect().contains(part->geometry());
         if (!isInside || part->width() < least.width() || part->height() < least.height()) {
-            clipped.push_back(element(*part));
+            clipped.push_back(element(*part) + (isInside ? " " : " outside ") +
+                              std::to_string(part->width()) + "x" +
+                              std::to_string(part->height()) + " of " +
+                              std::to_string(least.width()) + "x" +
+                              std::to_string(least.height()));
         }
     }
     return clipped;
 }
 
 std::string accessibleName(QWidget& widget) {
+    if (!widget.accessibleName().isEmpty()) {
+        return widget.accessibleName().toStdString();
+    }
     const QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(&widget);
     return interface != nullptr ? interface->text(QAccessible::Name).toStdString() : std::string();
 }

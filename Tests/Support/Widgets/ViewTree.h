@@ -16,7 +16,7 @@ namespace tandrel::test {
 /// least size they ask for.
 [[nodiscard]] std::vector<std::string> clippedParts(const QWidget& view);
 
-/// The name that assistive technology reads.
+/// The name for assistive technology: the one that the widget was given, or what Qt makes of it.
 [[nodiscard]] std::string accessibleName(QWidget& widget);
 /// The visible widget of that accessible name in `view`; the test fails and gets null when there is
 /// none.

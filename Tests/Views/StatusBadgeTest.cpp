@@ -1,0 +1,132 @@
+#include "Views/StatusBadge.h"
+
+#include "Support/Widgets/ActiveAccessibility.h"
+#include "Support/Widgets/Rendering.h"
+#include "Support/Widgets/ViewTree.h"
+#include "Views/Controls/SymbolView.h"
+#include "Views/Controls/TextLabel.h"
+
+#include <QAccessible>
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace tandrel {
+namespace {
+
+using Kind = SessionState::Kind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// What assistive technology is told, in words.
+std::vector<std::string> heard;
+
+void listen(QAccessibleEvent* event) {
+    const QAccessibleInterface* interface = event->accessibleInterface();
+    const std::string name = interface->text(QAccessible::Name).toStdString();
+    switch (event->type()) {
+    case QAccessible::NameChanged:
+        heard.push_back("name " + name);
+        break;
+    case QAccessible::ObjectShow:
+        if (interface->role() == QAccessible::Notification) {
+            heard.push_back("notification " + name);
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+class StatusBadgeTest : public testing::Test {
+protected:
+    StatusBadgeTest() {
+        test::showAndWait(badge);
+        heard.clear();
+    }
+
+    [[nodiscard]] ColorRole textRole() const {
+        return badge.findChildren<TextLabel*>().first()->role();
+    }
+
+    test::ActiveAccessibility accessibility{listen};
+    StatusBadge badge;
+};
+
+TEST_F(StatusBadgeTest, ShowsEachState) {
+    badge.setDuration(QStringLiteral("12:34"));
+    badge.setState(Kind::idle);
+    EXPECT_THAT(test::shownElements(badge), ElementsAre("<circle>", "Idle"));
+    EXPECT_EQ(textRole(), ColorRole::secondary);
+    badge.setState(Kind::polling);
+    EXPECT_THAT(test::shownElements(badge), ElementsAre("<Spinner>", "Waiting"));
+    EXPECT_EQ(textRole(), ColorRole::secondary);
+    badge.setState(Kind::sessionFound);
+    EXPECT_THAT(test::shownElements(badge), ElementsAre("<circle.fill>", "Ready"));
+    EXPECT_EQ(textRole(), ColorRole::orange);
+    EXPECT_EQ(badge.findChild<SymbolView*>()->role(), ColorRole::orange);
+    badge.setState(Kind::streaming);
+    EXPECT_THAT(test::shownElements(badge), ElementsAre("<StatusDot>", "Streaming", "12:34"));
+    EXPECT_EQ(textRole(), ColorRole::green);
+    EXPECT_EQ(badge.findChildren<TextLabel*>().last()->role(), ColorRole::secondary);
+    badge.setState(Kind::completed);
+    EXPECT_THAT(test::shownElements(badge), ElementsAre("<checkmark.circle.fill>", "Done"));
+    EXPECT_EQ(textRole(), ColorRole::green);
+    EXPECT_EQ(badge.findChild<SymbolView*>()->role(), ColorRole::green);
+}
+
+TEST_F(StatusBadgeTest, IsNamedByItsText) {
+    EXPECT_EQ(test::accessibleName(badge), "Idle");
+    badge.setState(Kind::streaming);
+    badge.setDuration(QStringLiteral("00:12"));
+    EXPECT_EQ(test::accessibleName(badge), "Streaming 00:12");
+}
+
+TEST_F(StatusBadgeTest, IsOneNotificationWithoutParts) {
+    const QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(&badge);
+    EXPECT_EQ(interface->role(), QAccessible::Notification);
+    EXPECT_EQ(interface->childCount(), 0);
+}
+
+TEST_F(StatusBadgeTest, AnnouncesAChangeOfState) {
+    badge.setState(Kind::polling);
+    EXPECT_THAT(heard, testing::Contains("notification Waiting"));
+    EXPECT_THAT(heard, testing::Contains("name Waiting"));
+}
+
+TEST_F(StatusBadgeTest, AnnouncesNoTickOfTheDuration) {
+    badge.setState(Kind::streaming);
+    heard.clear();
+    for (int second = 0; second < 10; ++second) {
+        badge.setDuration(QStringLiteral("00:0%1").arg(second));
+    }
+    EXPECT_THAT(heard, IsEmpty());
+}
+
+TEST_F(StatusBadgeTest, AnnouncesNothingWhenTheStateStays) {
+    badge.setState(Kind::polling);
+    heard.clear();
+    badge.setState(Kind::polling);
+    EXPECT_THAT(heard, IsEmpty());
+}
+
+TEST_F(StatusBadgeTest, AnnouncesNothingWhileHidden) {
+    badge.hide();
+    heard.clear();
+    badge.setState(Kind::completed);
+    EXPECT_THAT(heard, testing::Not(testing::Contains("notification Done")));
+    EXPECT_EQ(test::accessibleName(badge), "Done");
+}
+
+TEST_F(StatusBadgeTest, KeepsItsWidthWhileTheDurationRuns) {
+    badge.setState(Kind::streaming);
+    badge.setDuration(QStringLiteral("11:11"));
+    const int width = badge.sizeHint().width();
+    badge.setDuration(QStringLiteral("08:48"));
+    EXPECT_EQ(badge.sizeHint().width(), width);
+}
+
+} // namespace
+} // namespace tandrel
