@@ -22,7 +22,7 @@ public:
     }
 
     bool eventFilter(QObject* /*watched*/, QEvent* event) override {
-        if (changesPoints(*event)) {
+        if (changesPoints(*event) || changesSystemFont(*event)) {
             apply_();
         }
         return false;

@@ -77,7 +77,7 @@ void MenuBarContentView::showPanel(StreamingController& panel) {
 }
 
 void MenuBarContentView::present(QWidget& content) {
-    layout_->addWidget(&content);
+    layout_->addWidget(&content, 0, Qt::AlignTop);
     if (isVisible()) {
         content.show();
         focusContent();
