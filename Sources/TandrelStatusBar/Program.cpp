@@ -60,7 +60,7 @@ std::optional<int> exitCodeFor(SingleInstance::Outcome outcome) {
         std::fputs("quorvane-tandrel: not running\n", stderr);
         return 0;
     case Outcome::unanswered:
-        std::fputs("quorvane-tandrel: it runs already, but does not answer\n", stderr);
+        std::fputs("quorvane-tandrel: it seems to run already, but does not answer\n", stderr);
         return unanswered;
     }
     return unanswered;
@@ -71,11 +71,12 @@ int runApplication(int argc, char** argv, const TandrelStatusBarApp::Addresses& 
     describeApplication();
     QApplication application(argc, argv);
     declineRestart(application);
-    TandrelStatusBarApp app(addresses);
+    // Before all else: from now on a signal ends the program in order.
+    const TerminationSignals signals([] { QCoreApplication::exit(0); });
+    TandrelStatusBarApp app(addresses, instance.bus());
     instance.setHandler([&app](const AppCommand& command, const std::string& activationToken) {
         app.perform(command, activationToken);
     });
-    const TerminationSignals signals([] { QCoreApplication::exit(0); });
     for (const AppCommand& command : request.commands) {
         app.perform(command, request.activationToken);
     }

@@ -51,7 +51,7 @@ TandrelStatusBarApp::InitLine::InitLine() {
     DebugLog::write("[App] init");
 }
 
-TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses)
+TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, const QDBusConnection& sessionBus)
     : addresses_(std::move(addresses))
     , delegate_(AppState::shared(), clock_,
                 {[this] { activate(); }, [this] { return statusItem_ != nullptr; },
@@ -62,14 +62,14 @@ TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses)
         selections_ = std::make_unique<ManagerSelections>(
             std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
     }
-    createStatusItem();
+    createStatusItem(sessionBus);
 }
 
 TandrelStatusBarApp::~TandrelStatusBarApp() {
     AppState::shared().updaterController.reset();
 }
 
-void TandrelStatusBarApp::createStatusItem() {
+void TandrelStatusBarApp::createStatusItem(const QDBusConnection& sessionBus) {
     statusItem_ = std::make_unique<TrayStatusItem>(
         StatusItem::Handlers{[this] { clicked(); }, [this] { openPopover(); }, quit,
                              [this](bool isPresent) {
@@ -77,7 +77,7 @@ void TandrelStatusBarApp::createStatusItem() {
                                      trayLimit_.reset();
                                  }
                              }},
-        statusIcon, selections_.get());
+        statusIcon, sessionBus, selections_.get());
     statusItem_->setToolTip(QStringLiteral("Quorvane Tandrel"));
     trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
 }

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+class QDBusConnection;
+
 namespace tandrel {
 
 class AppServices;
@@ -32,7 +34,7 @@ public:
         std::string siteBaseURL;
     };
 
-    explicit TandrelStatusBarApp(Addresses addresses);
+    TandrelStatusBarApp(Addresses addresses, const QDBusConnection& sessionBus);
     TandrelStatusBarApp(const TandrelStatusBarApp&) = delete;
     TandrelStatusBarApp& operator=(const TandrelStatusBarApp&) = delete;
     ~TandrelStatusBarApp();
@@ -50,7 +52,7 @@ private:
         InitLine();
     };
 
-    void createStatusItem();
+    void createStatusItem(const QDBusConnection& sessionBus);
     void createContent();
     void observeContent();
     void clicked();

@@ -30,7 +30,6 @@ void PackageManagedUpdater::checkForUpdates() {
         message_->setModal(false);
     }
     message_->show();
-    message_->raise();
     activateBeforeOthers(*message_);
 }
 

@@ -101,7 +101,6 @@ void PopoverWindow::bringToFront() {
     if (isMinimized()) {
         showNormal();
     }
-    raise();
     activateBeforeOthers(*this);
 }
 

@@ -53,6 +53,10 @@ public:
     /// when the event loop runs.
     void setHandler(ApplicationInterface::Handler handler);
 
+    /// The connection to the session bus, for others that need one too; not connected when there is
+    /// none.
+    [[nodiscard]] const QDBusConnection& bus() const { return bus_; }
+
 private:
     enum class Delivery { done, nobody, unanswered };
 

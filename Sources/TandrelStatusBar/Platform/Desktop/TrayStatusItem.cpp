@@ -12,11 +12,11 @@
 namespace tandrel {
 
 TrayStatusItem::TrayStatusItem(Handlers handlers, IconSource iconSource,
-                               ManagerSelections* selections)
+                               const QDBusConnection& sessionBus, ManagerSelections* selections)
     : handlers_(std::move(handlers))
     , iconSource_(std::move(iconSource))
     , selections_(selections)
-    , notifierHost_(std::make_unique<StatusNotifierHost>(QDBusConnection::sessionBus())) {
+    , notifierHost_(std::make_unique<StatusNotifierHost>(sessionBus)) {
     connect(notifierHost_.get(), &StatusNotifierHost::changed, this, &TrayStatusItem::follow);
     if (selections_ != nullptr) {
         connect(selections_, &ManagerSelections::changed, this, &TrayStatusItem::follow);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 
+class QDBusConnection;
 class QMenu;
 class QSystemTrayIcon;
 
@@ -32,7 +33,8 @@ public:
     using IconSource = std::function<QIcon(bool isStreaming)>;
 
     /// `selections` is null on a system without X; else it must outlive the item.
-    TrayStatusItem(Handlers handlers, IconSource iconSource, ManagerSelections* selections);
+    TrayStatusItem(Handlers handlers, IconSource iconSource, const QDBusConnection& sessionBus,
+                   ManagerSelections* selections);
     ~TrayStatusItem() override;
 
     [[nodiscard]] bool isPresent() const override { return isPresent_; }

@@ -38,6 +38,10 @@ void requestAsPager(xcb_connection_t* connection, xcb_window_t window) {
 
 void activateBeforeOthers(QWidget& window) {
     window.activateWindow();
+    if (QGuiApplication::platformName() != QStringLiteral("xcb")) {
+        return; // The others have no order of windows that a program could change.
+    }
+    window.raise();
     if (const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
         requestAsPager(x11->connection(), static_cast<xcb_window_t>(window.winId()));
     }

@@ -4,8 +4,10 @@
 
 namespace tandrel {
 
-/// The status item's icon: the theme's symbolic one, which the tray colours to match its panel,
-/// else drawn with an edge in the opposite shade, so that it reads on any. A dot marks streaming.
+/// The status item's icon. Where the program is installed it bears the name of the theme's symbolic
+/// icon, which trays colour to match their panel; others take the drawing, which has an edge in the
+/// opposite shade, so that it reads on any panel. A dot marks streaming. Nothing is drawn before a
+/// tray asks.
 [[nodiscard]] QIcon statusIcon(bool isStreaming);
 
 } // namespace tandrel
