@@ -102,6 +102,18 @@ std::string DevBackend::lastEnd(const std::string& session) const {
     return end.at("by").get<std::string>() + ' ' + std::to_string(end.at("code").get<int>());
 }
 
+std::int64_t DevBackend::requestCount(const std::string& endpoint) const {
+    return nlohmann::json::parse(get("/dev/status"))
+        .at("requests")
+        .at(endpoint)
+        .get<std::int64_t>();
+}
+
+std::int64_t DevBackend::connectionCount(const std::string& session) const {
+    return nlohmann::json::parse(get("/dev/sessions/" + session))
+        .value("connections", std::int64_t{0});
+}
+
 std::int64_t DevBackend::messageCount(const std::string& session) const {
     const auto description = nlohmann::json::parse(get("/dev/sessions/" + session));
     return description.contains("audio")

@@ -33,6 +33,10 @@ public:
     [[nodiscard]] std::vector<std::int16_t> received(const std::string& session) const;
     /// How the session's latest stream ended ("client 1000"), empty while it has not.
     [[nodiscard]] std::string lastEnd(const std::string& session) const;
+    /// How many requests an endpoint ("login", "me", "pending", "stream") has had.
+    [[nodiscard]] std::int64_t requestCount(const std::string& endpoint) const;
+    /// How many streams a session has had.
+    [[nodiscard]] std::int64_t connectionCount(const std::string& session) const;
     /// Messages that a session has received so far.
     [[nodiscard]] std::int64_t messageCount(const std::string& session) const;
 
