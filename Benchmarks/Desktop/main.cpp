@@ -2,6 +2,7 @@
 // session of its own. Prints figures and judges nothing by its exit code.
 
 #include "BuildPaths.h"
+#include "StreamScenarios.h"
 #include "Support/PrivateHome.h"
 #include "TrayScenarios.h"
 
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,23 +22,29 @@ struct Options {
     int idleSeconds = 60;
     int openings = 50;
     int growthOpenings = 0;
+    int streamRounds = 3;
+    int streamSeconds = 10;
+    int growthStreams = 0;
 };
 
 bool parse(int argc, char** argv, Options& options) {
+    const std::map<std::string, int*> numbers{
+        {"--rounds", &options.rounds},
+        {"--idle-seconds", &options.idleSeconds},
+        {"--openings", &options.openings},
+        {"--growth-openings", &options.growthOpenings},
+        {"--stream-rounds", &options.streamRounds},
+        {"--stream-seconds", &options.streamSeconds},
+        {"--growth-streams", &options.growthStreams},
+    };
     for (int index = 1; index + 1 < argc; index += 2) {
         const std::string name = argv[index];
         const int number = std::atoi(argv[index + 1]);
-        if (name == "--rounds") {
-            options.rounds = number;
-        } else if (name == "--idle-seconds") {
-            options.idleSeconds = number;
-        } else if (name == "--openings") {
-            options.openings = number;
-        } else if (name == "--growth-openings") {
-            options.growthOpenings = number;
-        } else {
+        const auto found = numbers.find(name);
+        if (found == numbers.end()) {
             return false;
         }
+        *found->second = number;
     }
     return argc % 2 == 1;
 }
@@ -47,28 +55,43 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr,
-                     "usage: %s [--rounds N] [--idle-seconds S] [--openings N] "
-                     "[--growth-openings N]\n",
+                     "usage: %s [--rounds N] [--openings N] [--idle-seconds S]\n"
+                     "    [--growth-openings N] [--stream-rounds N] [--stream-seconds S]\n"
+                     "    [--growth-streams N]; 0 leaves out what it counts\n",
                      argv[0]);
         return 2;
     }
     const tandrel::test::PrivateHome home;
     const QCoreApplication application(argc, argv);
     try {
-        tandrel::test::PrivateDesktop desktop;
+        using Accessibility = tandrel::test::PrivateDesktop::Accessibility;
+        tandrel::test::PrivateDesktop desktop(Accessibility::off);
         const tandrel::test::StatusNotifierTray& tray = desktop.startStatusNotifierTray();
         const tandrel::bench::Candidate ours{"ours", {TANDREL_BUILD_BIN "/quorvane-tandrel"}, {}};
         const tandrel::bench::Candidate bare{
             "bare", {TANDREL_BUILD_BIN "/quorvane-tandrel-bare-tray"}, {}};
         tandrel::bench::TrayScenarios scenarios(desktop, tray, ours, bare);
-        scenarios.measureStart(options.rounds);
-        scenarios.measureOpening(options.openings);
-        scenarios.measureMemory(options.rounds / 4 + 1);
+        if (options.rounds > 0) {
+            scenarios.measureStart(options.rounds);
+            scenarios.measureMemory(options.rounds / 4 + 1);
+        }
+        if (options.openings > 0) {
+            scenarios.measureOpening(options.openings);
+        }
         if (options.idleSeconds > 0) {
             scenarios.measureIdle(options.idleSeconds);
         }
         if (options.growthOpenings > 0) {
             scenarios.measureGrowth(options.growthOpenings);
+        }
+        if (options.streamRounds > 0 || options.growthStreams > 0) {
+            tandrel::bench::StreamScenarios streams(desktop, tray, bare);
+            if (options.streamRounds > 0) {
+                streams.measureProcessorTime(options.streamRounds, options.streamSeconds);
+            }
+            if (options.growthStreams > 0) {
+                streams.measureGrowth(options.growthStreams);
+            }
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "could not measure: %s\n", error.what());

@@ -22,11 +22,13 @@ std::filesystem::path newFolder() {
 
 } // namespace
 
-PrivateDesktop::PrivateDesktop()
+PrivateDesktop::PrivateDesktop(Accessibility accessibility)
     : folder_(newFolder())
-    , bus_(std::make_unique<PrivateBus>(folder_))
-    , accessibility_(std::make_unique<AccessibilityBus>(*bus_, folder_ / "a11y"))
-    , display_(std::make_unique<VirtualDisplay>(folder_)) {
+    , bus_(std::make_unique<PrivateBus>(folder_)) {
+    if (accessibility == Accessibility::on) {
+        accessibility_ = std::make_unique<AccessibilityBus>(*bus_, folder_ / "a11y");
+    }
+    display_ = std::make_unique<VirtualDisplay>(folder_);
     windowManager_ =
         std::make_unique<ChildProcess>(std::vector<std::string>{"openbox", "--sm-disable"},
                                        clientEnvironment(), folder_ / "windows.log");
@@ -36,7 +38,9 @@ PrivateDesktop::PrivateDesktop()
                    std::chrono::seconds(10))) {
         throw std::runtime_error("no window manager; see " + (folder_ / "windows.log").string());
     }
-    accessibility_->awaitReady();
+    if (accessibility_) {
+        accessibility_->awaitReady();
+    }
 }
 
 PrivateDesktop::~PrivateDesktop() = default;

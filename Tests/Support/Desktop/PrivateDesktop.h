@@ -22,8 +22,11 @@ namespace tandrel::test {
 /// with this object.
 class PrivateDesktop {
 public:
+    /// Whether programs are told that somebody uses assistive technology, which has a price.
+    enum class Accessibility { on, off };
+
     /// Starts screen, window manager and buses.
-    PrivateDesktop();
+    explicit PrivateDesktop(Accessibility accessibility = Accessibility::on);
     ~PrivateDesktop();
     PrivateDesktop(const PrivateDesktop&) = delete;
     PrivateDesktop& operator=(const PrivateDesktop&) = delete;
@@ -35,6 +38,7 @@ public:
     [[nodiscard]] const VirtualDisplay& display() const { return *display_; }
     [[nodiscard]] const InputDevices& input() const { return *input_; }
     [[nodiscard]] const PrivateBus& bus() const { return *bus_; }
+    /// Only where accessibility is on.
     [[nodiscard]] const AccessibilityBus& accessibility() const { return *accessibility_; }
 
     /// Each starts its part, or starts it anew.
