@@ -145,6 +145,10 @@ void TandrelStatusBarApp::perform(const AppCommand& command, const std::string& 
 }
 
 void TandrelStatusBarApp::clicked() {
+    // A StatusNotifierItem does not know where it is; the pointer is on it now.
+    if (isX11()) {
+        lastClick_ = QCursor::pos();
+    }
     const bool isOpen = popover_ && popover_->isVisible();
     switch (toggle_.clicked(isOpen, PopoverToggle::TimePoint::clock::now())) {
     case PopoverToggle::Reaction::open:
@@ -177,9 +181,7 @@ void TandrelStatusBarApp::activate() {
 PopoverSituation TandrelStatusBarApp::situation() const {
     PopoverSituation situation;
     situation.trayIcon = statusItem_->geometry();
-    if (isX11()) {
-        situation.cursor = QCursor::pos();
-    }
+    situation.cursor = lastClick_;
     for (const QScreen* const screen : QGuiApplication::screens()) {
         situation.screens.append({screen->geometry(), screen->availableGeometry()});
     }

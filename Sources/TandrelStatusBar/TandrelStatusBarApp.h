@@ -8,7 +8,10 @@
 #include "Platform/Desktop/PopoverToggle.h"
 #include "Platform/Qt/QtClock.h"
 
+#include <QPoint>
+
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -71,6 +74,8 @@ private:
     std::unique_ptr<StatusItem> statusItem_;
     Handle trayLimit_;
     PopoverToggle toggle_;
+    /// Where the status item was last clicked, in place of the item's own place.
+    std::optional<QPoint> lastClick_;
     std::unique_ptr<AppServices> services_;
     std::unique_ptr<PopoverWindow> popover_;
     std::vector<Subscription> subscriptions_;

@@ -126,5 +126,15 @@ TEST(PopoverPlacement, KeepsTheEdgeThatThePanelIsAtWhenTheContentGrows) {
     EXPECT_EQ(placePopover(popover, top), placePopover(grown, top));
 }
 
+TEST(PopoverPlacement, TheShadowLeavesThePanelAndTheIconFree) {
+    const QRect icon(1000, 1054, 22, 22);
+    const QRect frame(840, 630, 360, 444); // 24 more than the screen has above the panel
+    EXPECT_EQ(unobtrusivePart(frame, {icon, {}, {panelAtBottom}}), QRegion(840, 630, 360, 420));
+    EXPECT_EQ(unobtrusivePart(frame, {icon, {}, {noRoomTaken}}), QRegion(frame) - icon);
+    EXPECT_EQ(unobtrusivePart(frame, {{}, {}, {}}), QRegion(frame));
+    const QRect inside(100, 100, 360, 444);
+    EXPECT_EQ(unobtrusivePart(inside, {{}, {}, {panelAtBottom}}), QRegion(inside));
+}
+
 } // namespace
 } // namespace tandrel

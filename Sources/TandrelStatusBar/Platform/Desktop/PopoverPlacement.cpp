@@ -96,4 +96,10 @@ QPoint placePopover(const QSize& size, const PopoverSituation& situation) {
     return within(area, QPoint(area.right(), area.top()), size);
 }
 
+QRegion unobtrusivePart(const QRect& frame, const PopoverSituation& situation) {
+    const auto* const screen = screenAt(frame.center(), situation.screens);
+    const QRect area = screen != nullptr ? screen->available : frame;
+    return QRegion(frame & area) - situation.trayIcon;
+}
+
 } // namespace tandrel

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -93,6 +94,9 @@ void PopoverWindow::fitContent() {
     if (kind_ == Kind::popover && placesItself()) {
         const QSize card = size.shrunkBy(shadow_);
         move(placePopover(card, situation_) - QPoint(shadow_.left(), shadow_.top()));
+        setMask(unobtrusivePart(QRect(pos(), size), situation_).translated(-pos()));
+    } else {
+        clearMask();
     }
     setFixedSize(size);
 }
@@ -127,6 +131,13 @@ void PopoverWindow::endGrace() {
     // Without the focus it would not notice when to close.
     if (isVisible() && !isActiveWindow()) {
         bringToFront();
+    }
+}
+
+void PopoverWindow::mousePressEvent(QMouseEvent* event) {
+    // The shadow is not the popover.
+    if (kind_ == Kind::popover && !rect().marginsRemoved(shadow_).contains(event->pos())) {
+        close();
     }
 }
 

@@ -48,7 +48,7 @@ void activateBeforeOthers(QWidget& window) {
 }
 
 void useActivationToken(const std::string& token) {
-    if (!token.empty()) {
+    if (!token.empty() && QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))) {
         // Where Qt's Wayland platform looks for it.
         qputenv(tokenVariable, QByteArray::fromStdString(token));
     }
