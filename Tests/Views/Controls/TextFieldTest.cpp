@@ -2,6 +2,7 @@
 
 #include "Support/Widgets/Palettes.h"
 #include "Support/Widgets/Rendering.h"
+#include "Views/Controls/Points.h"
 #include "Views/Controls/Theme.h"
 
 #include <QAccessible>
@@ -70,6 +71,7 @@ TEST(TextField, FollowsTheUsersFontAndColours) {
     TextField field(QStringLiteral("Email"));
     const int before = field.sizeHint().height();
     look.scaleFont(2.0);
+    EXPECT_NEAR(field.font().pointSizeF(), systemFont(13.0).pointSizeF(), 0.01);
     EXPECT_NEAR(field.sizeHint().height(), 2 * before, 2);
     look.setPalette(darkPalette());
     field.resize(200, field.sizeHint().height());

@@ -26,10 +26,14 @@ struct Cast {
 
 using Coverage = std::vector<float>;
 
+std::size_t indexOf(int row, int column, int side) {
+    return std::size_t(row) * std::size_t(side) + std::size_t(column);
+}
+
 /// One pass of a box over each row of a square; transposes, so that the next pass does the columns.
 Coverage boxBlurred(const Coverage& source, int side, int reach) {
     Coverage result(source.size());
-    const auto at = [side](int row, int column) { return std::size_t(row * side + column); };
+    const auto at = [side](int row, int column) { return indexOf(row, column, side); };
     for (int row = 0; row < side; ++row) {
         float sum = 0.0F;
         for (int column = -reach; column < side; ++column) {
@@ -64,10 +68,11 @@ QPixmap shadowTile(int side, int reach, qreal radius, qreal blur, qreal strength
     for (int row = 0; row < side; ++row) {
         const uchar* line = shape.constScanLine(row);
         for (int column = 0; column < side; ++column) {
-            coverage[std::size_t(row * side + column)] = float(line[column]);
+            coverage[indexOf(row, column, side)] = float(line[column]);
         }
     }
-    const int boxReach = std::max(1, int(std::lround(blur / 2.0)));
+    // Three of them reach as far as twice the blur.
+    const int boxReach = std::max(1, int(std::floor(blur * 2.0 / 3.0)));
     for (int pass = 0; pass < 6; ++pass) {
         coverage = boxBlurred(coverage, side, boxReach);
     }
@@ -75,8 +80,8 @@ QPixmap shadowTile(int side, int reach, qreal radius, qreal blur, qreal strength
     QImage tile(side, side, QImage::Format_ARGB32_Premultiplied);
     for (int row = 0; row < side; ++row) {
         for (int column = 0; column < side; ++column) {
-            const float covered = coverage[std::size_t(row * side + column)];
-            tile.setPixel(column, row, qRgba(0, 0, 0, int(covered * float(strength) + 0.5F)));
+            const float covered = coverage[indexOf(row, column, side)];
+            tile.setPixel(column, row, qRgba(0, 0, 0, int(std::lround(covered * float(strength)))));
         }
     }
     return QPixmap::fromImage(tile);
@@ -126,7 +131,7 @@ void drawCast(QPainter& painter, const QRect& card, qreal radius, const Cast& ca
 
 void drawCardShadow(QPainter& painter, const QRect& card, qreal radius, bool isDark) {
     // A wide one for the height above the ground, a tight one for the edge.
-    const Cast wide{9.0, 5.0, isDark ? 0.50 : 0.24};
+    const Cast wide{9.0, 5.0, isDark ? 0.55 : 0.28};
     const Cast tight{2.0, 1.0, isDark ? 0.40 : 0.14};
     drawCast(painter, card, radius, wide);
     drawCast(painter, card, radius, tight);

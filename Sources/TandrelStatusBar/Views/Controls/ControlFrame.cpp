@@ -21,7 +21,7 @@ int controlHeight(const QFont& font) {
 }
 
 void drawControlFrame(QPainter& painter, const QWidget& control, bool isActive) {
-    const QPalette palette = control.palette();
+    const QPalette& palette = control.palette();
     const qreal width = hairline(painter, isActive ? pixels(2.0) : 1.0);
     QColor fill = controlFill(palette);
     if (!control.isEnabled()) {

@@ -68,14 +68,18 @@ void PopUpButton::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     drawControlFrame(painter, *this, false);
     const QPalette colors = palette();
+    const bool isHot = isEnabled() && underMouse();
     const int inset = roundedPixels(padding);
     const int side = symbolSide(chevronPoints);
     const QRect chevron(width() - side - inset / 2, (height() - side) / 2, side, side);
-    painter.drawPixmap(QStyle::visualRect(layoutDirection(), rect(), chevron),
-                       symbolPixmap(Symbol::chevronUpDown, chevronPoints,
-                                    color(ColorRole::secondary, colors), deviceScale(painter)));
+    painter.drawPixmap(
+        QStyle::visualRect(layoutDirection(), rect(), chevron),
+        symbolPixmap(Symbol::chevronUpDown, chevronPoints,
+                     color(isHot ? ColorRole::primary : ColorRole::secondary, colors),
+                     deviceScale(painter)));
     const bool hasChoice = currentIndex() >= 0;
-    painter.setPen(color(hasChoice ? ColorRole::primary : ColorRole::tertiary, colors));
+    painter.setPen(
+        color(hasChoice && isEnabled() ? ColorRole::primary : ColorRole::tertiary, colors));
     const QRect label(inset, 0, chevron.left() - inset - inset / 2, height());
     ElidedText(shownText(), font(), label.width(), 1)
         .draw(painter, QStyle::visualRect(layoutDirection(), rect(), label),

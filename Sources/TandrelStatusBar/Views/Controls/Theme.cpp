@@ -112,7 +112,7 @@ QColor color(ColorRole role, const QPalette& palette) {
     case ColorRole::green:
         return semantic(palette, 0xff1a7f37, 0xff4cd07d, readableText);
     case ColorRole::orange:
-        return semantic(palette, 0xffc74a00, 0xffffa640, readableText);
+        return semantic(palette, 0xffbd5500, 0xffffa640, readableText);
     case ColorRole::red:
         return semantic(palette, 0xffcb2431, 0xffff7b72, readableText);
     case ColorRole::yellow:
