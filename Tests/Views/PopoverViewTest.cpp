@@ -314,8 +314,13 @@ TEST_F(PopoverViewTest, StartsTheSessionThatWasFoundLast) {
 
 TEST_F(PopoverViewTest, StartsOnceOnADoubleClick) {
     findSession();
-    QTest::mouseClick(&actionButton(), Qt::LeftButton);
-    QTest::mouseDClick(&actionButton(), Qt::LeftButton);
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
+                                    QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease}) {
+        const bool isDown = type != QEvent::MouseButtonRelease;
+        QMouseEvent event(type, QPointF(5, 5), actionButton().mapToGlobal(QPointF(5, 5)),
+                          Qt::LeftButton, isDown ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&actionButton(), &event);
+    }
     EXPECT_EQ(session().state.value(), SessionState::streaming());
     outside.turn();
     EXPECT_EQ(session().state.value(), SessionState::streaming());
