@@ -1,4 +1,5 @@
 #include "EndToEnd/AppStory.h"
+#include "Support/Desktop/AccessibilityListener.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
@@ -171,6 +172,15 @@ TEST_F(AppSignIn, EveryControlHasANameARoleAndAState) {
     EXPECT_EQ(interface().await(role::button, version).description, "Check for updates");
     EXPECT_TRUE(interface().showsName("Audio Input"));
     EXPECT_TRUE(interface().showsName("Audio Level"));
+}
+
+TEST_F(AppSignIn, ANewBadgeIsAnnounced) {
+    startWithPopover();
+    signIn();
+    interface().awaitName("Waiting");
+    const AccessibilityListener listener(desktop().accessibility(), desktop().folder());
+    startSession();
+    EXPECT_TRUE(listener.awaitNewName(interface().awaitName("Ready"))) << listener.events();
 }
 
 TEST_F(AppSignIn, EscapeClosesThePopoverAndTheIconOpensItAgain) {

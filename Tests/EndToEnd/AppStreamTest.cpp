@@ -20,7 +20,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::HasSubstr;
-using testing::Not;
 using State = AccessibleElement::State;
 
 /// Streaming, with a sound server of its own whose microphone hears a tone of 1 kHz.

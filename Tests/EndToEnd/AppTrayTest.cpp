@@ -8,12 +8,6 @@ namespace tandrel::test {
 namespace {
 
 using std::chrono::seconds;
-using testing::AllOf;
-using testing::Each;
-using testing::Ge;
-using testing::IsEmpty;
-using testing::Not;
-using testing::Pair;
 
 /// The icon and the popover on desktops of each kind, and other starts of the program.
 class AppTray : public AppStory {
@@ -54,6 +48,31 @@ TEST_F(AppTray, AnIconInAPanelOfTheOlderKindOpensThePopoverBelowIt) {
     EXPECT_GT(button.x, VirtualDisplay::width / 2);
     input().press({"Escape"});
     EXPECT_TRUE(formGoes());
+}
+
+TEST_F(AppTray, ADoubleClickOnTheIconIsOneClick) {
+    const XEmbedTray& tray = desktop().startXEmbedTray();
+    start();
+    const auto icon = tray.awaitIcon();
+    clickIcon(icon);
+    clickIcon(icon);
+    ASSERT_TRUE(formComes());
+    pause();
+    EXPECT_TRUE(showsForm());
+    clickIcon(icon);
+    EXPECT_TRUE(formGoes());
+}
+
+TEST_F(AppTray, TheIconsMenuOpensThePopoverAndQuits) {
+    const StatusNotifierTray& tray = desktop().startStatusNotifierTray();
+    start();
+    const auto item = tray.awaitItem();
+    const auto entries = item.menu();
+    ASSERT_GE(entries.size(), 2U);
+    item.choose(entries.front().label);
+    EXPECT_TRUE(formComes());
+    item.choose(entries.back().label);
+    EXPECT_EQ(app().waitForExit(seconds(5)), 0);
 }
 
 TEST_F(AppTray, WithoutATrayThePopoverIsAWindowAndAnotherStartBringsItBack) {

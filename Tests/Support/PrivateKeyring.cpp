@@ -3,6 +3,7 @@
 #include "Support/PrivateBus.h"
 
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -28,6 +29,10 @@ PrivateKeyring::~PrivateKeyring() = default;
 void PrivateKeyring::kill() {
     daemon_.reset();
     bus_.awaitRelease(busName);
+}
+
+void PrivateKeyring::freeze() {
+    daemon_->signal(SIGSTOP);
 }
 
 void PrivateKeyring::restart(Start start) {

@@ -31,6 +31,8 @@ public:
 
     /// Ends the daemon without warning.
     void kill();
+    /// It stops answering, as one does that waits for its user, with all its connections open.
+    void freeze();
     /// Starts it again with the same files, as the constructor does.
     void restart(Start start = Start::unlocked);
 

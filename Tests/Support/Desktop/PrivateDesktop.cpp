@@ -13,7 +13,7 @@ namespace {
 
 std::filesystem::path newFolder() {
     static int count = 0;
-    const std::filesystem::path folder =
+    std::filesystem::path folder =
         std::filesystem::path(std::getenv("HOME")) / ("desk" + std::to_string(++count));
     std::filesystem::create_directories(folder / "bin");
     std::filesystem::create_directories(folder / "a11y");
