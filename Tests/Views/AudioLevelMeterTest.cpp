@@ -1,6 +1,7 @@
 #include "Views/AudioLevelMeter.h"
 
 #include "Support/Qt/EventLoop.h"
+#include "Support/Widgets/ActiveAccessibility.h"
 #include "Support/Widgets/EventCounter.h"
 #include "Support/Widgets/Palettes.h"
 #include "Support/Widgets/Rendering.h"
@@ -282,4 +283,16 @@ TEST_F(AudioLevelMeterFixture, AssistiveProgramsCanReadIt) {
     EXPECT_EQ(value->currentValue().toInt(), 0);
     meter.setLevel(7.0F);
     EXPECT_EQ(value->currentValue().toInt(), 100);
+}
+
+TEST_F(AudioLevelMeterFixture, AnnouncesNothing) {
+    static int announcements = 0;
+    announcements = 0;
+    show();
+    const ActiveAccessibility accessibility(
+        [](QAccessibleEvent* /*announcement*/) { ++announcements; });
+    meter.setLevel(0.2F);
+    meter.setLevel(0.8F);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(announcements, 0);
 }

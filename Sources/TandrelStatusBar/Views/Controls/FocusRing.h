@@ -3,10 +3,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QRect>
+#include <QWidget>
 
 #include <functional>
-
-class QWidget;
 
 namespace tandrel {
 
