@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,10 @@ protected:
         heard.clear();
     }
 
+    void changeTo(Kind kind) {
+        badge.setState(kind);
+        test::settle();
+    }
     [[nodiscard]] ColorRole textRole() const {
         return badge.findChildren<TextLabel*>().first()->role();
     }
@@ -91,31 +96,53 @@ TEST_F(StatusBadgeTest, IsOneNotificationWithoutParts) {
 }
 
 TEST_F(StatusBadgeTest, AnnouncesAChangeOfState) {
-    badge.setState(Kind::polling);
-    EXPECT_THAT(heard, testing::Contains("notification Waiting"));
-    EXPECT_THAT(heard, testing::Contains("name Waiting"));
+    changeTo(Kind::polling);
+    EXPECT_THAT(heard, ElementsAre("name Waiting", "notification Waiting"));
+}
+
+TEST_F(StatusBadgeTest, AnnouncesNoStateThatIsOnlyPassedThrough) {
+    changeTo(Kind::polling);
+    heard.clear();
+    badge.setState(Kind::idle);
+    changeTo(Kind::sessionFound);
+    EXPECT_THAT(heard, ElementsAre("name Ready", "notification Ready"));
+    heard.clear();
+    badge.setState(Kind::idle);
+    changeTo(Kind::sessionFound);
+    EXPECT_THAT(heard, IsEmpty());
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNoTickOfTheDuration) {
-    badge.setState(Kind::streaming);
+    changeTo(Kind::streaming);
     heard.clear();
     for (int second = 0; second < 10; ++second) {
         badge.setDuration(QStringLiteral("00:0%1").arg(second));
     }
+    test::settle();
     EXPECT_THAT(heard, IsEmpty());
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNothingWhenTheStateStays) {
-    badge.setState(Kind::polling);
+    changeTo(Kind::polling);
+    heard.clear();
+    changeTo(Kind::polling);
+    EXPECT_THAT(heard, IsEmpty());
+}
+
+TEST_F(StatusBadgeTest, TellsItsStateOnceWhenItComesIntoView) {
+    badge.hide();
+    test::settle();
     heard.clear();
     badge.setState(Kind::polling);
-    EXPECT_THAT(heard, IsEmpty());
+    badge.show();
+    test::settle();
+    EXPECT_EQ(std::count(heard.begin(), heard.end(), "notification Waiting"), 1);
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNothingWhileHidden) {
     badge.hide();
     heard.clear();
-    badge.setState(Kind::completed);
+    changeTo(Kind::completed);
     EXPECT_THAT(heard, testing::Not(testing::Contains("notification Done")));
     EXPECT_EQ(test::accessibleName(badge), "Done");
 }

@@ -10,6 +10,9 @@
 
 #include <QAccessible>
 #include <QHBoxLayout>
+#include <QMetaObject>
+
+#include <utility>
 
 namespace tandrel {
 
@@ -51,7 +54,8 @@ StatusBadge::StatusBadge(QWidget* parent)
     , duration_(new TextLabel(QStringLiteral("00:00"), 11, ColorRole::secondary)) {
     makeStatusBadgeAccessible();
     duration_->setMonospacedDigits(true);
-    // With a name of its own the label no longer tells of every new text.
+    // With names of their own the labels no longer tell of every new text.
+    text_->setAccessibleName(QStringLiteral("State"));
     duration_->setAccessibleName(QStringLiteral("Duration"));
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins({});
@@ -66,7 +70,6 @@ StatusBadge::StatusBadge(QWidget* parent)
 }
 
 void StatusBadge::setState(Kind kind) {
-    const bool changed = kind != kind_;
     kind_ = kind;
     const Appearance shown = appearance(kind);
     icon_->setSymbol(shown.icon);
@@ -77,8 +80,10 @@ void StatusBadge::setState(Kind kind) {
     text_->setText(shown.text);
     text_->setRole(shown.role);
     duration_->setVisible(kind == Kind::streaming);
-    if (changed) {
-        announce();
+    if (kind != announced_ && !isAnnouncing_) {
+        isAnnouncing_ = true;
+        // In the next turn: what is passed through on the way to another state is no news.
+        QMetaObject::invokeMethod(this, &StatusBadge::announce, Qt::QueuedConnection);
     }
 }
 
@@ -90,8 +95,15 @@ QString StatusBadge::text() const {
     return kind_ == Kind::streaming ? text_->text() + u' ' + duration_->text() : text_->text();
 }
 
+void StatusBadge::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    announced_ = kind_; // by Qt, which tells of whatever comes into view
+}
+
 void StatusBadge::announce() {
-    if (!isVisible()) {
+    isAnnouncing_ = false;
+    const bool isNews = std::exchange(announced_, kind_) != kind_;
+    if (!isNews || !isVisible()) {
         return;
     }
     QAccessibleEvent nameChanged(this, QAccessible::NameChanged);

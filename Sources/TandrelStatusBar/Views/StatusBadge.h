@@ -29,6 +29,9 @@ public:
     /// What stands there as one text, such as "Streaming 00:12".
     [[nodiscard]] QString text() const;
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     void announce();
 
@@ -38,6 +41,8 @@ private:
     TextLabel* text_;
     TextLabel* duration_;
     SessionState::Kind kind_ = SessionState::Kind::idle;
+    SessionState::Kind announced_ = SessionState::Kind::idle;
+    bool isAnnouncing_ = false;
 };
 
 } // namespace tandrel
