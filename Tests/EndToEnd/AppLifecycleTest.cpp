@@ -16,6 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::HasSubstr;
+using testing::Not;
 
 /// Ends in every state, and an interface that answers whatever else hangs; no microphone.
 class AppLifecycle : public AppStory {};
@@ -101,6 +102,24 @@ TEST_F(AppLifecycle, AFloodOfCommandsLeavesTheInterfaceAlive) {
     }));
     EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
     interface().await(role::button, "Sign In");
+}
+
+TEST_F(AppLifecycle, ForeignAndHostileUrlsDoNothingButTakeOneLine) {
+    startWithPopover();
+    EXPECT_EQ(startAgain({"https://page.example/start", "QUORVANE-TANDREL://start",
+                          "quorvane-tandrel://stop/\n2026-01-01T00:00:00Z [App] forged",
+                          "quorvane-tandrel://stop?" + std::string(100'000, 'x')}),
+              0);
+    ASSERT_TRUE(app().waitForLog("command=stop"));
+    // What came last is carried out last.
+    EXPECT_EQ(startAgain({"quorvane-tandrel://start"}), 0);
+    ASSERT_TRUE(app().waitForLog("command=start"));
+    const std::string log = app().debugLog();
+    EXPECT_THAT(log, Not(HasSubstr("page.example")));
+    EXPECT_THAT(log, Not(HasSubstr("QUORVANE")));
+    EXPECT_THAT(log, Not(HasSubstr("\n2026-01-01")));
+    EXPECT_LT(log.size(), 20'000U);
+    EXPECT_TRUE(interface().shows(role::button, "Sign In"));
 }
 
 TEST_F(AppLifecycle, TheQuitButtonEndsTheProgram) {
