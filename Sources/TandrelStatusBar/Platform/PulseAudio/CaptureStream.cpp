@@ -9,9 +9,9 @@ namespace {
 constexpr std::chrono::milliseconds watchdogInterval{250};
 // Four whole intervals: reported 1.0 to 1.25 s after the last sample.
 constexpr int silentTicksAllowed = 4;
-// What the server keeps for us while we do not read. Its own limit is 4 MB, more than 20 s of
+// What the server keeps for us while a tap is held up. Its own limit is 4 MB, more than 20 s of
 // sound, which would then arrive as one late burst.
-constexpr std::uint32_t backlogSeconds = 2;
+constexpr std::uint32_t backlogSeconds = 4;
 
 pa_usec_t nextTick() {
     return pa_rtclock_now() +
@@ -43,7 +43,8 @@ CaptureStream::CaptureStream(std::shared_ptr<Connection> connection,
     : connection_(std::move(connection))
     , settings_(settings)
     , ring_(ring)
-    , events_(std::move(events)) {
+    , events_(std::move(events))
+    , bufferReady_(std::make_shared<const std::function<void()>>(std::move(events_.bufferReady))) {
     connection_->addStream();
 }
 
@@ -117,8 +118,8 @@ bool CaptureStream::requestRecording() {
     buffering.tlength = serversChoice;
     buffering.prebuf = serversChoice;
     buffering.minreq = serversChoice;
-    // Half a buffer: a whole one would often miss its moment by a little and wait for the next.
-    buffering.fragsize = settings_.bufferFrames / 2 * frameBytes;
+    // A whole buffer: each smaller portion would wake this thread and the server once more.
+    buffering.fragsize = settings_.bufferFrames * frameBytes;
     // Without ADJUST_LATENCY a source may deliver in bursts of 2 s. With DONT_MOVE the stream ends
     // with its device, rather than recording another one.
     const auto flags =
@@ -150,7 +151,7 @@ void CaptureStream::onMoved() {
     report(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
 }
 
-/// Real-time: copies, and nothing else that could wait. The consumer is woken once this has
+/// Real-time: copies, and nothing else that could wait. The consumer has its turn once this has
 /// returned.
 void CaptureStream::onReadable() noexcept {
     const std::size_t channels = settings_.sampleSpec.channels;
@@ -173,10 +174,8 @@ void CaptureStream::onReadable() noexcept {
     isBufferReady_ = ring_.size() >= settings_.bufferFrames;
 }
 
-void CaptureStream::aboutToWait() {
-    if (std::exchange(isBufferReady_, false)) {
-        events_.bufferReady();
-    }
+LoopObserver::Work CaptureStream::aboutToWait() {
+    return std::exchange(isBufferReady_, false) ? bufferReady_ : nullptr;
 }
 
 /// Catches what no event tells, such as a session manager that died.

@@ -23,11 +23,13 @@ struct CaptureSettings {
     std::uint32_t bufferFrames = 0;
 };
 
-/// What a stream tells, on the loop's thread and outside the real-time callback. Neither may wait.
+/// What a stream tells, on the loop's thread and outside the real-time callback.
 struct CaptureEvents {
-    /// A whole buffer waits in the ring.
+    /// A whole buffer waits in the ring. Told without the loop's lock; a call under way may outlast
+    /// the stream. While it lasts, sound piles up at the server.
     std::function<void()> bufferReady;
-    /// The capture is over; told at most once, and nothing reaches the ring any more.
+    /// The capture is over; told at most once, and nothing reaches the ring any more. Neither this
+    /// nor the next may wait.
     std::function<void(CaptureFault)> fault;
     /// The user has muted this recording in the mixer; the server remembers that for each program.
     std::function<void()> muted;
@@ -58,7 +60,7 @@ private:
     void onStateChange();
     void onReadable() noexcept;
     void onMoved();
-    void aboutToWait() override;
+    [[nodiscard]] Work aboutToWait() override;
     void onWatchdog();
     void report(CaptureFault::Kind kind, std::string description);
 
@@ -68,6 +70,7 @@ private:
     CaptureSettings settings_;
     SampleRing& ring_;
     CaptureEvents events_;
+    Work bufferReady_;
 
     // All below is touched under the loop's lock only.
     Stream stream_;

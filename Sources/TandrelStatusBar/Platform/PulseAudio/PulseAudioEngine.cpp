@@ -14,7 +14,7 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds longestConnect{2};
 constexpr std::chrono::seconds longestStreamStart{3};
-// A tap that is held up for a second loses nothing.
+// More than the library takes from the server between two turns of the tap.
 constexpr std::size_t ringSeconds = 2;
 
 } // namespace
@@ -88,7 +88,7 @@ void PulseAudioEngine::start() {
     }
     const CaptureGrant granted = grant();
     ring_ = std::make_shared<SampleRing>(ringSeconds * granted.sampleRate);
-    tapThread_ = std::make_unique<TapThread>(
+    tapFeed_ = std::make_shared<TapFeed>(
         ring_, granted.bufferFrames, granted.sampleRate, tap_ ? tap_ : [](const AudioBuffer&) {});
     faultRelay_ = std::make_shared<FaultRelay>(FaultRelay{faultHandler_});
     auto stream =
@@ -107,7 +107,9 @@ void PulseAudioEngine::start() {
 void PulseAudioEngine::stop() {
     faultRelay_.reset();
     stream_.reset();
-    tapThread_.reset();
+    if (const auto feed = std::exchange(tapFeed_, nullptr)) {
+        feed->end();
+    }
     if (ring_ && ring_->dropped() > 0) {
         DebugLog::write("[capture] frames lost because the tap was too slow: " +
                         std::to_string(ring_->dropped()));
@@ -130,7 +132,7 @@ pulse::CaptureSettings PulseAudioEngine::captureSettings() const {
 
 pulse::CaptureEvents PulseAudioEngine::captureEvents() {
     pulse::CaptureEvents events;
-    events.bufferReady = [&thread = *tapThread_] { thread.wake(); };
+    events.bufferReady = [feed = tapFeed_] { feed->deliver(); };
     events.fault = [&queue = mainQueue_, weak = std::weak_ptr(faultRelay_)](CaptureFault fault) {
         queue.post([weak, fault = std::move(fault)] {
             if (const auto relay = weak.lock(); relay && relay->handler) {

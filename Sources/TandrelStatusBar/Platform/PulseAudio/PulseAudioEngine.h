@@ -5,7 +5,7 @@
 #include "Platform/PulseAudio/CaptureStream.h"
 #include "Platform/PulseAudio/PulseServer.h"
 #include "Platform/SampleRing.h"
-#include "Platform/TapThread.h"
+#include "Platform/TapFeed.h"
 
 #include <memory>
 #include <optional>
@@ -14,9 +14,9 @@ namespace tandrel {
 
 class MainQueue;
 
-/// Captures from one source of the sound server. The server's samples pass from the library's
-/// thread through a ring to a tap thread of the engine's own, so that a slow tap never delays the
-/// sound.
+/// Captures from one source of the sound server. The samples pass from the library's real-time
+/// callback through a ring to the tap, which runs on the same thread, once the library has handled
+/// all that came. A tap that is held up loses no sound for 4 s: the server keeps it.
 class PulseAudioEngine : public AudioEngine {
 public:
     /// `mainQueue` must outlive the engine.
@@ -58,7 +58,7 @@ private:
     std::shared_ptr<FaultRelay> faultRelay_;
     // In this order, so that each goes before what it uses.
     std::shared_ptr<SampleRing> ring_;
-    std::unique_ptr<TapThread> tapThread_;
+    std::shared_ptr<TapFeed> tapFeed_;
     std::unique_ptr<pulse::CaptureStream> stream_;
 };
 

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <poll.h>
 #include <pthread.h>
+#include <utility>
 
 namespace tandrel::pulse {
 
@@ -53,11 +54,21 @@ void Loop::run() {
     }
 }
 
+void Loop::doWork() noexcept {
+    for (const LoopObserver::Work& work : work_) {
+        (*work)();
+    }
+    work_.clear();
+}
+
 int Loop::waitForEvents(pollfd* files, unsigned long count, int timeout) {
     for (LoopObserver* const observer : observers_) {
-        observer->aboutToWait();
+        if (auto work = observer->aboutToWait()) {
+            work_.push_back(std::move(work));
+        }
     }
     mutex_.unlock();
+    doWork();
     const int result = ::poll(files, count, timeout);
     mutex_.lock();
     return result;

@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -22,8 +24,12 @@ public:
     LoopObserver& operator=(const LoopObserver&) = delete;
     virtual ~LoopObserver() = default;
 
-    /// On the loop's thread, under its lock.
-    virtual void aboutToWait() = 0;
+    /// Work for the loop's thread; shared, since whoever wants it done may go meanwhile.
+    using Work = std::shared_ptr<const std::function<void()>>;
+
+    /// On the loop's thread, under its lock. What it returns, if anything, is done at once, but
+    /// with the lock free: then it may take its time without keeping others from the loop.
+    [[nodiscard]] virtual Work aboutToWait() = 0;
 };
 
 /// Runs the library's main loop on a thread of its own. Like the library's threaded loop, but its
@@ -59,12 +65,15 @@ public:
 
 private:
     void run();
+    void doWork() noexcept;
     int waitForEvents(pollfd* files, unsigned long count, int timeout);
 
     std::mutex mutex_;
     std::condition_variable signalled_;
     MainLoop loop_;
     std::vector<LoopObserver*> observers_;
+    /// On the loop's thread only.
+    std::vector<LoopObserver::Work> work_;
     bool isStopping_ = false;
     std::thread thread_;
 };
