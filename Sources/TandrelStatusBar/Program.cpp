@@ -5,6 +5,7 @@
 #include "DebugLog.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "Platform/Desktop/WindowActivation.h"
+#include "Platform/Qt/EventLoops.h"
 #include "Platform/Qt/ProcessExit.h"
 #include "Platform/Qt/TerminationSignals.h"
 
@@ -94,6 +95,7 @@ int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addr
         std::fputs(parsed.text.c_str(), parsed.exitCode == 0 ? stdout : stderr);
         return parsed.exitCode;
     }
+    usePlainEventLoops(PlainLoops::besideMain);
     std::optional<BusLimit> limit(busLimit);
     SingleInstance instance;
     limit.reset();

@@ -9,6 +9,7 @@
 #include "Platform/Linux/SystemMicrophonePermission.h"
 #include "Platform/PulseAudio/PulseAudioInput.h"
 #include "Platform/Qt/Departure.h"
+#include "Platform/Qt/EventLoops.h"
 #include "Platform/Qt/ProcessExit.h"
 #include "Platform/Qt/QtClock.h"
 #include "Platform/Qt/QtHttpTransport.h"
@@ -126,6 +127,7 @@ int main(int argc, char** argv) {
         return parsed.isError ? static_cast<int>(headless::ExitCode::usage) : 0;
     }
     DebugLog::createDirectory();
+    usePlainEventLoops(PlainLoops::everywhere);
     const QCoreApplication application(argc, argv);
     leaveProcess(headless::run(*parsed.options));
 }
