@@ -16,7 +16,6 @@ namespace tandrel {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::vector<std::string> heard;
 
