@@ -104,9 +104,8 @@ std::vector<std::string> clippedParts(const QWidget& view) {
         const bool isInside = part->parentWidget()->rect().contains(part->geometry());
         if (!isInside || part->width() < least.width() || part->height() < least.height()) {
             clipped.push_back(element(*part) + (isInside ? " " : " outside ") +
-                              std::to_string(part->width()) + "x" +
-                              std::to_string(part->height()) + " of " +
-                              std::to_string(least.width()) + "x" +
+                              std::to_string(part->width()) + "x" + std::to_string(part->height()) +
+                              " of " + std::to_string(least.width()) + "x" +
                               std::to_string(least.height()));
         }
     }
