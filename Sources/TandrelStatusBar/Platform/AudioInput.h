@@ -64,8 +64,8 @@ struct CaptureFault {
 /// but for the tap.
 class AudioEngine {
 public:
-    /// Called on the engine's tap thread, one buffer at a time, never after `stop()` returned, which
-    /// waits for a call under way. May be held up for seconds now and then: no sound is lost.
+    /// Called on the engine's tap thread, one buffer at a time, never after `stop()` returned,
+    /// which waits for a call under way. May be held up for seconds now and then: no sound is lost.
     using Tap = std::function<void(const AudioBuffer&)>;
     /// Called on the main thread, at most once per start, never after `stop()` returned.
     using FaultHandler = std::function<void(const CaptureFault&)>;
