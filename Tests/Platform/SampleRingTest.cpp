@@ -67,6 +67,20 @@ TEST(SampleRing, DropsAndCountsWhatDoesNotFit) {
 /// Every number a float can count up to, so that a lost, repeated or reordered one is found.
 constexpr std::uint32_t countedSamples = 1U << 21U;
 
+TEST(SampleRing, TellsHowMuchFitsWithoutADrop) {
+    SampleRing ring(8);
+    const std::vector<float> samples(ring.capacity(), 1.0F);
+    EXPECT_EQ(ring.room(), ring.capacity());
+    ring.push(samples.data(), 5, 1);
+    EXPECT_EQ(ring.room(), ring.capacity() - 5);
+    ring.push(samples.data(), ring.room(), 1);
+    EXPECT_EQ(ring.room(), 0U);
+    EXPECT_EQ(ring.dropped(), 0U);
+    std::vector<float> taken(3);
+    ASSERT_TRUE(ring.pop(taken.data(), taken.size()));
+    EXPECT_EQ(ring.room(), 3U);
+}
+
 TEST(SampleRing, KeepsEveryCountInOrderBetweenTwoThreads) {
     SampleRing ring(1024);
     std::thread producer([&ring] {

@@ -35,6 +35,9 @@ public:
         append(frames, [](std::size_t) { return 0.0F; });
     }
 
+    /// Samples that can be appended now without a drop; more later, never fewer. Producer only.
+    [[nodiscard]] std::size_t room() const noexcept { return samples_.size() - size(); }
+
     /// Takes exactly `count` samples, or none when fewer are there. Consumer only.
     bool pop(float* into, std::size_t count) noexcept {
         const std::uint64_t tail = tail_.load(std::memory_order_relaxed);

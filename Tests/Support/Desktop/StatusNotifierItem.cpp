@@ -55,6 +55,7 @@ std::string StatusNotifierItem::toolTipTitle() const {
     }
     argument.endArray();
     argument >> title;
+    argument.endStructure();
     return title.toStdString();
 }
 

@@ -160,6 +160,12 @@ void CaptureStream::onReadable() noexcept {
     std::size_t bytes = 0;
     while (pa_stream_peek(stream_.get(), &data, &bytes) == 0 && bytes > 0) {
         const std::size_t frames = bytes / frameBytes;
+        if (isOpen_ && frames > ring_.room()) {
+            // After a tap that was held up all of the backlog may come at once. What does not fit
+            // stays with libpulse until the next call, some milliseconds on; the tap's turn is
+            // between.
+            break;
+        }
         if (!isOpen_) {
             // Not known to be the right source, or no longer.
         } else if (data != nullptr) {
