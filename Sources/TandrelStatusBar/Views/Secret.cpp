@@ -24,7 +24,6 @@ void wipe(QString& text) {
     }
     // Through the read-only pointer: `data()` would take a copy of what is shared, and overwrite
     // that one.
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): see above
     auto* const characters = const_cast<QChar*>(text.constData());
     overwrite(reinterpret_cast<volatile char*>(characters),
               static_cast<std::size_t>(text.size()) * sizeof(QChar));

@@ -29,12 +29,10 @@ public:
     [[nodiscard]] static QString actionOf(AppCommand::Kind kind);
 
 public Q_SLOTS:
-    // NOLINTBEGIN(readability-identifier-naming): named by the interface
     void Activate(const QVariantMap& platformData);
     void Open(const QStringList& uris, const QVariantMap& platformData);
     void ActivateAction(const QString& action, const QVariantList& parameters,
                         const QVariantMap& platformData);
-    // NOLINTEND(readability-identifier-naming)
 
 private:
     void handle(const AppCommand& command, const QVariantMap& platformData) const;
