@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <ctime>
 #include <mutex>
 #include <set>
 #include <string>
@@ -109,45 +108,6 @@ TEST_P(StreamSocketStreaming, CompletesSendsOnTheNetworkThread) {
     ASSERT_TRUE(client.waitFor([&] { return completed == 20; }));
     EXPECT_THAT(threads, SizeIs(1));
     EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
-}
-
-/// Processor time that the calling thread has used, in microseconds.
-double threadMicroseconds() {
-    timespec used{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
-}
-
-TEST_P(StreamSocketStreaming, SpendsLittleProcessorTimeOnEachMessage) {
-    Sequence sequence;
-    const ScriptedServer server(collector(sequence), serverOptions());
-    StreamClient client = connectTo(server);
-    ASSERT_TRUE(client.waitForPong());
-    constexpr int count = 95;
-    std::atomic<double> first{0};
-    std::atomic<double> last{0};
-    std::atomic<int> completed{0};
-    {
-        const Pacer audio(audioInterval, [&] {
-            client.task->send(Bytes(audioMessageBytes), [&](const auto&) {
-                // On the network thread: its own clock.
-                last = threadMicroseconds();
-                if (completed++ == 0) {
-                    first = last.load();
-                }
-            });
-        });
-        ASSERT_TRUE(client.waitFor([&] { return completed > count; }));
-    }
-    endSocket();
-    const double cost = (last - first) / (completed - 1);
-    const double bar = GetParam() ? 130 : 60;
-    std::printf("%s: %.1f us of processor time a message at 47/s (bar %.0f)\n", scheme(), cost,
-                bar);
-#ifndef TANDREL_SANITIZED
-    // The bar is for an optimised build on a quiet machine; here it only catches a blunder.
-    EXPECT_LE(cost, 5 * bar);
-#endif
 }
 
 TEST_P(StreamSocketStreaming, SendsEverySizeAsOneMaskedBinaryMessage) {
