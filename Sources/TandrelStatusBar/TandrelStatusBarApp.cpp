@@ -1,6 +1,6 @@
 #include "TandrelStatusBarApp.h"
 
-#include "AppServices.h"
+#include "AppContent.h"
 #include "AppState.h"
 #include "BuildConfig.h"
 #include "DebugLog.h"
@@ -10,15 +10,12 @@
 #include "Platform/Desktop/PopoverWindow.h"
 #include "Platform/Desktop/TrayStatusItem.h"
 #include "Platform/Desktop/WindowActivation.h"
-#include "StatusText.h"
-#include "Views/Controls/PopoverCard.h"
 #include "Views/Controls/StatusIcon.h"
 #include "Views/Controls/Symbol.h"
-#include "Views/MenuBarContentView.h"
-#include "Views/ViewEnvironment.h"
 
 #include <QApplication>
 #include <QCursor>
+#include <QMessageBox>
 #include <QScreen>
 
 #include <chrono>
@@ -30,6 +27,8 @@ namespace {
 
 /// How long a tray may take to appear before the popover shows itself as a window.
 constexpr std::chrono::seconds trayLimit(3);
+/// When the content's library is loaded: after the icon is there, before anybody clicks it.
+constexpr std::chrono::seconds loadDelay(1);
 constexpr const char* compositorSelection = "_NET_WM_CM_S";
 
 bool isX11() {
@@ -43,6 +42,17 @@ bool isWayland() {
 void quit() {
     // Not quit(): that asks every window to close first.
     QCoreApplication::exit(0);
+}
+
+/// Closes by itself; the program goes on, for a new installation may follow.
+void tellOfDamage() {
+    auto* const message =
+        new QMessageBox(QMessageBox::Critical, QStringLiteral("Quorvane Tandrel"),
+                        QStringLiteral("A part of the program is missing"), QMessageBox::Ok);
+    message->setAttribute(Qt::WA_DeleteOnClose);
+    message->setInformativeText(QStringLiteral("Please install it again."));
+    message->setModal(false);
+    message->show();
 }
 
 } // namespace
@@ -63,6 +73,7 @@ TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, const QDBusConnect
             std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
     }
     createStatusItem(sessionBus);
+    loading_ = clock_.after(loadDelay, [this] { (void)contentModule_.load(); });
 }
 
 TandrelStatusBarApp::~TandrelStatusBarApp() {
@@ -82,45 +93,34 @@ void TandrelStatusBarApp::createStatusItem(const QDBusConnection& sessionBus) {
     trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
 }
 
-void TandrelStatusBarApp::createContent() {
-    QApplication::setWindowIcon(
-        QIcon::fromTheme(QStringLiteral("com.quorvane.Tandrel"), QIcon(applicationImage(48, 2.0))));
-    services_ =
-        std::make_unique<AppServices>(addresses_.backendBaseURL, AppState::shared(), clock_);
-    const ViewEnvironment environment{
+bool TandrelStatusBarApp::createContent() {
+    loading_.reset();
+    content_ = contentModule_.makeContent({
+        addresses_.backendBaseURL,
         addresses_.webAppBaseURL,
         addresses_.siteBaseURL,
-        std::string(config::version),
+        AppState::shared(),
+        clock_,
         urlOpener_,
         [] { AppState::shared().updaterController->checkForUpdates(); },
         quit,
-    };
-    auto* const card = new PopoverCard(new MenuBarContentView(services_->content(), environment));
+    });
+    if (!content_) {
+        tellOfDamage();
+        return false;
+    }
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("com.quorvane.Tandrel"), QIcon(applicationImage(48, 2.0))));
     popover_ = std::make_unique<PopoverWindow>(
-        card, [this] { return hasCompositor(); },
-        [card](bool isVisible) {
-            card->setShadowVisible(isVisible);
-            return card->shadowMargins();
-        });
+        content_->makeCard(), [this] { return hasCompositor(); },
+        [this](bool isVisible) { return content_->setShadowVisible(isVisible); });
     QObject::connect(popover_.get(), &PopoverWindow::closedByDeactivation, popover_.get(),
                      [this] { toggle_.closedByItself(PopoverToggle::TimePoint::clock::now()); });
-    observeContent();
-}
-
-void TandrelStatusBarApp::observeContent() {
-    MenuBarContentController& content = services_->content();
-    subscriptions_.push_back(
-        content.authService().isAuthenticated.onChange([this](bool) { showStatus(); }));
-    subscriptions_.push_back(
-        content.sessionService().state.onChange([this](const SessionState&) { showStatus(); }));
-}
-
-void TandrelStatusBarApp::showStatus() {
-    MenuBarContentController& content = services_->content();
-    const SessionState& state = content.sessionService().state.value();
-    statusItem_->setToolTip(
-        QString::fromStdString(statusText(content.authService().isAuthenticated.value(), state)));
-    statusItem_->setStreaming(state == SessionState::streaming());
+    content_->setOnStatus([this](const AppContent::Status& status) {
+        statusItem_->setToolTip(QString::fromStdString(status.text));
+        statusItem_->setStreaming(status.isStreaming);
+    });
+    return true;
 }
 
 void TandrelStatusBarApp::perform(const AppCommand& command, const std::string& activationToken) {
@@ -164,8 +164,8 @@ void TandrelStatusBarApp::clicked() {
 
 void TandrelStatusBarApp::openPopover() {
     trayLimit_.reset();
-    if (!popover_) {
-        createContent();
+    if (!popover_ && !createContent()) {
+        return;
     }
     popover_->open(statusItem_->isPresent() ? PopoverWindow::Kind::popover
                                             : PopoverWindow::Kind::window,
@@ -194,13 +194,16 @@ bool TandrelStatusBarApp::hasCompositor() const {
 
 void TandrelStatusBarApp::shutDown() {
     trayLimit_.reset();
+    loading_.reset();
     if (popover_) {
         popover_->hide();
     }
-    subscriptions_.clear();
+    if (content_) {
+        content_->setOnStatus({});
+    }
     statusItem_.reset();
-    if (services_) {
-        services_->shutDown();
+    if (content_) {
+        content_->shutDown();
     }
 }
 

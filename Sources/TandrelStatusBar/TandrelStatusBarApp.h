@@ -1,8 +1,8 @@
 #pragma once
 
 #include "AppDelegate.h"
+#include "ContentModule.h"
 #include "Foundation/Handle.h"
-#include "Foundation/Published.h"
 #include "Platform/AppCommand.h"
 #include "Platform/Desktop/DesktopUrlOpener.h"
 #include "Platform/Desktop/PopoverToggle.h"
@@ -13,13 +13,12 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 class QDBusConnection;
 
 namespace tandrel {
 
-class AppServices;
+class AppContent;
 class ManagerSelections;
 class PopoverWindow;
 class StatusItem;
@@ -56,12 +55,11 @@ private:
     };
 
     void createStatusItem(const QDBusConnection& sessionBus);
-    void createContent();
-    void observeContent();
+    /// Whether there is a popover now.
+    bool createContent();
     void clicked();
     void openPopover();
     void activate();
-    void showStatus();
     [[nodiscard]] bool hasCompositor() const;
     [[nodiscard]] PopoverSituation situation() const;
 
@@ -76,9 +74,11 @@ private:
     PopoverToggle toggle_;
     /// Where the status item was last clicked, in place of the item's own place.
     std::optional<QPoint> lastClick_;
-    std::unique_ptr<AppServices> services_;
+    ContentModule contentModule_;
+    Handle loading_;
+    // In this order: the popover's card shows what the content holds.
+    std::unique_ptr<AppContent> content_;
     std::unique_ptr<PopoverWindow> popover_;
-    std::vector<Subscription> subscriptions_;
 };
 
 } // namespace tandrel

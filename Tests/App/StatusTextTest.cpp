@@ -1,4 +1,4 @@
-#include "StatusText.h"
+#include "Content/StatusText.h"
 
 #include "Services/SessionState.h"
 

@@ -7,6 +7,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -138,6 +140,22 @@ TEST_F(AppLifecycle, WithoutASessionBusItRunsAndSaysSo) {
     EXPECT_THAT(app().output(), HasSubstr("no session bus"));
     input().click(icon.x + icon.width / 2, icon.y + icon.height / 2);
     EXPECT_TRUE(desktop().display().awaitWindow("Quorvane Tandrel"));
+    EXPECT_EQ(app().end(SIGTERM), 0);
+}
+
+TEST_F(AppLifecycle, WithoutItsLibraryItSaysWhatToDo) {
+    const std::filesystem::path home = std::filesystem::path(std::getenv("HOME")) / "damaged";
+    std::filesystem::create_directories(home);
+    const std::filesystem::path program = home / "quorvane-tandrel";
+    std::filesystem::copy_file(AppProcess::builtProgram(), program);
+    desktop().startStatusNotifierTray();
+    expectOutput("quorvane-tandrel-content");
+    AppProcess::Start damaged;
+    damaged.arguments = {"--show"};
+    damaged.home = home;
+    damaged.program = program;
+    start(damaged);
+    interface().await(role::label, "A part of the program is missing");
     EXPECT_EQ(app().end(SIGTERM), 0);
 }
 

@@ -28,9 +28,10 @@ std::filesystem::path usableHome(const std::filesystem::path& wanted) {
     return home;
 }
 
-std::vector<std::string> command(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{TANDREL_BUILD_BIN "/quorvane-tandrel-under-test"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
+std::vector<std::string> command(const AppProcess::Start& start) {
+    std::vector<std::string> all{start.program.empty() ? AppProcess::builtProgram()
+                                                       : start.program};
+    all.insert(all.end(), start.arguments.begin(), start.arguments.end());
     return all;
 }
 
@@ -51,8 +52,12 @@ EnvironmentChanges environment(const PrivateDesktop& desktop, const AppProcess::
 
 AppProcess::AppProcess(const PrivateDesktop& desktop, const Start& start)
     : home_(usableHome(start.home))
-    , process_(command(start.arguments), environment(desktop, start, home_), home_ / "output")
+    , process_(command(start), environment(desktop, start, home_), home_ / "output")
     , interface_(desktop.accessibility().address(), process_.pid()) {}
+
+std::filesystem::path AppProcess::builtProgram() {
+    return TANDREL_BUILD_BIN "/quorvane-tandrel-under-test";
+}
 
 std::optional<int> AppProcess::waitForExit(std::chrono::milliseconds limit) {
     return process_.waitForExit(limit);

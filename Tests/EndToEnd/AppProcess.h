@@ -26,9 +26,14 @@ public:
         EnvironmentChanges environment;
         /// Where it finds what an earlier run left; a new one when empty.
         std::filesystem::path home;
+        /// In place of the one of the build; for a copy.
+        std::filesystem::path program;
     };
 
     AppProcess(const PrivateDesktop& desktop, const Start& start);
+
+    /// The program of the build.
+    [[nodiscard]] static std::filesystem::path builtProgram();
 
     [[nodiscard]] ChildProcess& process() { return process_; }
     [[nodiscard]] AccessibleApp& interface() { return interface_; }

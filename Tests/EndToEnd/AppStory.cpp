@@ -65,7 +65,7 @@ void AppStory::TearDown() {
 
 AppProcess& AppStory::start(const std::vector<std::string>& arguments,
                             const std::filesystem::path& home) {
-    return start({arguments, backend_->url(), {}, home});
+    return start({arguments, backend_->url(), {}, home, {}});
 }
 
 AppProcess& AppStory::start(AppProcess::Start start) {
@@ -77,7 +77,7 @@ AppProcess& AppStory::start(AppProcess::Start start) {
 }
 
 int AppStory::startAgain(const std::vector<std::string>& arguments) {
-    AppProcess second(*desktop_, {arguments, backend_->url(), environment, {}});
+    AppProcess second(*desktop_, {arguments, backend_->url(), environment, {}, {}});
     const auto code = second.waitForExit();
     EXPECT_TRUE(code.has_value()) << "a second start does not end";
     return code.value_or(-1);

@@ -1,0 +1,32 @@
+#include "Content/AppServices.h"
+
+#include "Platform/Qt/Departure.h"
+#include "Platform/SecretService/SecretServiceStore.h"
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace tandrel {
+
+AppServices::AppServices(const std::string& backendBaseURL, AppState& appState, Clock& clock)
+    : socket_(mainQueue_)
+    , audioInput_(mainQueue_)
+    , permission_(mainQueue_)
+    , credentials_(std::make_unique<SecretServiceStore>(), mainQueue_)
+    , keychain_(credentials_)
+    , apiClient_(backendBaseURL, transport_, keychain_, clock)
+    , audioService_(audioInput_, permission_, mainQueue_)
+    , content_({apiClient_, audioService_, keychain_, settings_, socket_, appState, clock},
+               [this](std::function<void()> done) {
+                   return credentials_.load(KeychainService::items(), std::move(done));
+               }) {}
+
+AppServices::~AppServices() = default;
+
+void AppServices::shutDown() {
+    content_.shutdown();
+    settleBeforeLeaving(socket_, &settings_, credentials_);
+}
+
+} // namespace tandrel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "AppContent.h"
+#include "Content/AppServices.h"
+#include "Foundation/Published.h"
+#include "Views/ViewEnvironment.h"
+
+#include <QPointer>
+
+#include <functional>
+#include <vector>
+
+namespace tandrel {
+
+class PopoverCard;
+
+/// The services, and the views that show them. Main thread.
+class PopoverContent : public AppContent {
+public:
+    explicit PopoverContent(const Request& request);
+    ~PopoverContent() override;
+
+    [[nodiscard]] QWidget* makeCard() override;
+    QMargins setShadowVisible(bool isVisible) override;
+    void setOnStatus(std::function<void(const Status&)> handler) override;
+    void shutDown() override;
+
+private:
+    void tellStatus();
+
+    AppServices services_;
+    ViewEnvironment environment_;
+    QPointer<PopoverCard> card_;
+    std::function<void(const Status&)> onStatus_;
+    std::vector<Subscription> subscriptions_;
+};
+
+} // namespace tandrel

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace tandrel {
+
+class SessionState;
+
+/// The status item's tooltip: the program's name, and what it is doing if it does something. The
+/// words are those of the panel's badge.
+[[nodiscard]] std::string statusText(bool isAuthenticated, const SessionState& state);
+
+} // namespace tandrel

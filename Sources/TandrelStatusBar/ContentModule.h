@@ -1,0 +1,25 @@
+#pragma once
+
+#include "AppContent.h"
+
+#include <memory>
+
+namespace tandrel {
+
+/// The library that holds the popover's content and all services. It brings two dozen libraries
+/// along (network, sound, keyring), a third of the program's start: so it is no part of the program
+/// that the system loads, and comes when the icon is there. Main thread.
+class ContentModule {
+public:
+    /// Loads the library, unless it is there already: some milliseconds. False, and a line on
+    /// standard error, when the program's installation is damaged.
+    bool load();
+
+    /// Loads the library if need be; null when that fails.
+    [[nodiscard]] std::unique_ptr<AppContent> makeContent(const AppContent::Request& request);
+
+private:
+    MakeAppContent make_ = nullptr;
+};
+
+} // namespace tandrel
