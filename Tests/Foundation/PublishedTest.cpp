@@ -151,5 +151,30 @@ TEST(Published, AMovedSubscriptionStaysAttachedOnce) {
     EXPECT_EQ(calls, 1);
 }
 
+TEST(Published, TellsItsOwnerWhetherAnybodyWatches) {
+    Published<int> number;
+    std::vector<bool> told;
+    number.setOnWatched([&](bool isWatched) { told.push_back(isWatched); });
+    Subscription first = number.observe([](int) {});
+    Subscription second = number.observe([](int) {});
+    EXPECT_THAT(told, ElementsAre(true));
+    first.reset();
+    EXPECT_THAT(told, ElementsAre(true));
+    second.reset();
+    EXPECT_THAT(told, ElementsAre(true, false));
+    first = number.onChange([](int) {});
+    EXPECT_THAT(told, ElementsAre(true, false, true));
+}
+
+TEST(Published, AnObserverThatLeavesDuringItsNotificationIsNoLongerCounted) {
+    Published<int> number;
+    std::vector<bool> told;
+    number.setOnWatched([&](bool isWatched) { told.push_back(isWatched); });
+    Subscription subscription;
+    subscription = number.observe([&](int) { subscription.reset(); });
+    number.set(1);
+    EXPECT_THAT(told, ElementsAre(true, false));
+}
+
 } // namespace
 } // namespace tandrel

@@ -44,6 +44,30 @@ TEST(QtMainQueue, RunsLaterAndInOrder) {
     EXPECT_THAT(order, ElementsAre(0, 1, 2, 3, 4));
 }
 
+TEST(QtMainQueue, RunsWhatIsNotWorthAWakeUpBeforeTheNextThatIs) {
+    QtMainQueue queue;
+    std::vector<int> order;
+    queue.postWithoutWaking([&order] { order.push_back(1); });
+    QCoreApplication::processEvents();
+    EXPECT_THAT(order, IsEmpty());
+    queue.post([&order] { order.push_back(2); });
+    queue.postWithoutWaking([&order] { order.push_back(3); });
+    runUntil([&] { return order.size() == 3; });
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST(QtMainQueue, ManyThatAreNotWorthAWakeUpAreTogether) {
+    QtMainQueue queue;
+    std::size_t count = 0;
+    for (std::size_t number = 0; number + 1 < QtMainQueue::wakingCount; ++number) {
+        queue.postWithoutWaking([&count] { ++count; });
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(count, 0U);
+    queue.postWithoutWaking([&count] { ++count; });
+    runUntil([&] { return count == QtMainQueue::wakingCount; });
+}
+
 TEST(QtMainQueue, RunsOnTheMainThreadWhatOtherThreadsPostEachInItsOrder) {
     static constexpr int posts = 5000;
     static constexpr std::size_t threadCount = 3;

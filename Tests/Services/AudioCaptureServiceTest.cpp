@@ -495,12 +495,48 @@ TEST_F(AudioCaptureServiceTest, PublishesTheLevelOfEveryBufferOnTheMainThread) {
     std::vector<float> levels;
     const Subscription subscription =
         service->audioLevel.observe([&](float level) { levels.push_back(level); });
+    mainQueue.drain();
     for (const float amplitude : {0.0F, 0.25F, 0.25F, 0.5F}) {
         ASSERT_TRUE(input.push(std::vector<float>(1024, amplitude)));
     }
     EXPECT_THAT(levels, IsEmpty());
     EXPECT_EQ(mainQueue.drain(), 4U);
     EXPECT_THAT(levels, ElementsAre(0.0F, 0.75F, 0.75F, 1.0F));
+}
+
+TEST_F(AudioCaptureServiceTest, WakesTheMainThreadForLevelsOnlyWhileSomebodyWatches) {
+    service->startCapture(headset);
+    const auto wakeUpsForABuffer = [&] {
+        const std::size_t before = mainQueue.wakeUps();
+        EXPECT_TRUE(input.push(std::vector<float>(1024, 0.25F)));
+        return mainQueue.wakeUps() - before;
+    };
+    EXPECT_EQ(wakeUpsForABuffer(), 0U);
+    std::vector<float> levels;
+    {
+        const Subscription subscription =
+            service->audioLevel.observe([&](float level) { levels.push_back(level); });
+        EXPECT_EQ(wakeUpsForABuffer(), 1U);
+        mainQueue.drain();
+        EXPECT_THAT(levels, ElementsAre(0.75F, 0.75F)) << "the one that waited, too";
+    }
+    EXPECT_EQ(wakeUpsForABuffer(), 0U);
+}
+
+TEST_F(AudioCaptureServiceTest, LevelsThatWaitAreDeliveredSoonAfterSomebodyComesToWatch) {
+    service->startCapture(headset);
+    ASSERT_TRUE(input.push(std::vector<float>(1024, 0.25F)));
+    const std::size_t before = mainQueue.wakeUps();
+    const Subscription subscription = service->audioLevel.observe([](float) {});
+    EXPECT_EQ(mainQueue.wakeUps(), before + 1);
+}
+
+TEST_F(AudioCaptureServiceTest, LevelsThatWaitAreDeliveredSoonAfterAStop) {
+    service->startCapture(headset);
+    ASSERT_TRUE(input.push(std::vector<float>(1024, 0.25F)));
+    const std::size_t before = mainQueue.wakeUps();
+    service->stopCapture();
+    EXPECT_EQ(mainQueue.wakeUps(), before + 1);
 }
 
 TEST_F(AudioCaptureServiceTest, ALevelOnItsWayArrivesAfterTheStop) {
@@ -535,6 +571,7 @@ TEST_F(AudioCaptureServiceTest, MissingFloatSamplesAreLoggedThreeTimesOverAllCap
         ASSERT_TRUE(input.push(AudioBuffer{nullptr, 1023, 48000.0}));
     }
     service->startCapture(headset);
+    mainQueue.drain();
     for (int count = 0; count < 3; ++count) {
         ASSERT_TRUE(input.push(AudioBuffer{nullptr, 1023, 48000.0}));
     }

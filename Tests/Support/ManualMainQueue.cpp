@@ -7,7 +7,13 @@ namespace tandrel::test {
 void ManualMainQueue::post(std::function<void()> action) {
     const std::lock_guard lock(mutex_);
     actions_.push_back(std::move(action));
+    ++wakeUps_;
     posted_.notify_one();
+}
+
+void ManualMainQueue::postWithoutWaking(std::function<void()> action) {
+    const std::lock_guard lock(mutex_);
+    actions_.push_back(std::move(action));
 }
 
 std::size_t ManualMainQueue::drain() {
@@ -49,6 +55,11 @@ bool ManualMainQueue::drainUntil(const std::function<bool()>& condition,
 std::size_t ManualMainQueue::size() const {
     const std::lock_guard lock(mutex_);
     return actions_.size();
+}
+
+std::size_t ManualMainQueue::wakeUps() const {
+    const std::lock_guard lock(mutex_);
+    return wakeUps_;
 }
 
 } // namespace tandrel::test

@@ -15,6 +15,7 @@ namespace tandrel::test {
 class ManualMainQueue : public MainQueue {
 public:
     void post(std::function<void()> action) override;
+    void postWithoutWaking(std::function<void()> action) override;
 
     /// Runs all that is waiting, and what that posts; returns how many actions ran.
     std::size_t drain();
@@ -24,11 +25,14 @@ public:
                     std::chrono::milliseconds limit = std::chrono::seconds(20));
 
     [[nodiscard]] std::size_t size() const;
+    /// How many actions were posted as worth a wake-up, ever.
+    [[nodiscard]] std::size_t wakeUps() const;
 
 private:
     mutable std::mutex mutex_;
     std::condition_variable posted_;
     std::vector<std::function<void()>> actions_;
+    std::size_t wakeUps_ = 0;
 };
 
 } // namespace tandrel::test

@@ -23,6 +23,9 @@ public:
     std::shared_ptr<Observer> add(std::function<void(const T&)> notify) {
         auto observer = std::make_shared<Observer>(Observer{std::move(notify)});
         observers_.push_back(observer);
+        if (++activeCount_ == 1 && onWatched_) {
+            onWatched_(true);
+        }
         return observer;
     }
 
@@ -31,7 +34,12 @@ public:
         if (depth_ == 0) {
             std::erase(observers_, observer);
         }
+        if (--activeCount_ == 0 && onWatched_) {
+            onWatched_(false);
+        }
     }
+
+    void setOnWatched(std::function<void(bool)> handler) { onWatched_ = std::move(handler); }
 
     /// Calls each observer present at the start. `current` yields the value to hand over: after a
     /// nested assignment the remaining observers see the newest value, never a stale one.
@@ -52,6 +60,8 @@ public:
 
 private:
     std::vector<std::shared_ptr<Observer>> observers_;
+    std::function<void(bool)> onWatched_;
+    std::size_t activeCount_ = 0;
     int depth_ = 0;
 };
 
@@ -120,6 +130,12 @@ public:
                 added->active = false;
             }
         });
+    }
+
+    /// Calls `handler` with true when the first observer comes and with false when the last one has
+    /// gone, for an owner who can spare work while nobody watches. Set while there is none.
+    void setOnWatched(std::function<void(bool isWatched)> handler) {
+        shared_->observers.setOnWatched(std::move(handler));
     }
 
     /// Calls `reaction` with the new value when an assignment made a difference by the type's own

@@ -15,6 +15,10 @@ public:
     /// Runs `action` on the main thread, later, in the order of the calls of each thread. Never
     /// blocks beyond a short lock. The action must guard itself against what has gone meanwhile.
     virtual void post(std::function<void()> action) = 0;
+
+    /// Like `post`, in the same order, but not worth waking the main thread for: runs before the
+    /// next action that is, or once many wait.
+    virtual void postWithoutWaking(std::function<void()> action) = 0;
 };
 
 } // namespace tandrel

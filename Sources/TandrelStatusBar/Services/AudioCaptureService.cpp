@@ -9,6 +9,7 @@
 #include "Services/MicrophoneAccess.h"
 #include "Services/PCMConverter.h"
 
+#include <atomic>
 #include <string>
 #include <utility>
 
@@ -31,6 +32,11 @@ const char* kindName(CaptureFault::Kind kind) {
     return "unknown";
 }
 
+/// Has what was posted without waking run soon: an action worth a wake-up takes it along.
+void deliverWaiting(MainQueue& mainQueue) {
+    mainQueue.post([] {});
+}
+
 } // namespace
 
 AudioCaptureService::AudioCaptureService(AudioInput& audioInput, MicrophonePermission& permission,
@@ -39,9 +45,21 @@ AudioCaptureService::AudioCaptureService(AudioInput& audioInput, MicrophonePermi
     , permission_(permission)
     , mainQueue_(mainQueue) {
     auto publish = lifetime_.guard([this](float level) { audioLevel.set(level); });
-    // Every level is posted, so that the last one is never held back.
-    processor_ = std::make_shared<CapturedBufferProcessor>([&mainQueue, publish](float level) {
-        mainQueue.post([publish, level]() mutable { publish(level); });
+    const auto isWatched = std::make_shared<std::atomic<bool>>(false);
+    // Every level is posted, but while nobody watches none is worth waking the main thread: that
+    // would happen at each buffer, for hours.
+    processor_ =
+        std::make_shared<CapturedBufferProcessor>([&mainQueue, publish, isWatched](float level) {
+            auto show = [publish, level]() mutable { publish(level); };
+            if (isWatched->load()) {
+                mainQueue.post(std::move(show));
+            } else {
+                mainQueue.postWithoutWaking(std::move(show));
+            }
+        });
+    audioLevel.setOnWatched([&mainQueue, isWatched](bool watched) {
+        isWatched->store(watched);
+        deliverWaiting(mainQueue);
     });
 }
 
@@ -116,6 +134,7 @@ void AudioCaptureService::stopCapture() {
     if (const auto engine = std::exchange(audioEngine_, nullptr)) {
         engine->removeTap();
         engine->stop();
+        deliverWaiting(mainQueue_);
     }
     processor_->setConverter(nullptr);
     isCapturing.set(false);

@@ -18,8 +18,14 @@ public:
     void post(std::function<void()> action) {
         const std::lock_guard lock(mutex_);
         waiting_.push_back(std::move(action));
-        if (!std::exchange(wakeUpPosted_, true)) {
-            QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+        wake();
+    }
+
+    void postWithoutWaking(std::function<void()> action) {
+        const std::lock_guard lock(mutex_);
+        waiting_.push_back(std::move(action));
+        if (waiting_.size() >= wakingCount) {
+            wake();
         }
     }
 
@@ -39,6 +45,12 @@ protected:
     }
 
 private:
+    void wake() {
+        if (!std::exchange(wakeUpPosted_, true)) {
+            QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+        }
+    }
+
     void runBatch() {
         while (next_ < batch_.size()) {
             const std::function<void()> action = std::exchange(batch_[next_], nullptr);
@@ -62,6 +74,10 @@ QtMainQueue::~QtMainQueue() = default;
 
 void QtMainQueue::post(std::function<void()> action) {
     receiver_->post(std::move(action));
+}
+
+void QtMainQueue::postWithoutWaking(std::function<void()> action) {
+    receiver_->postWithoutWaking(std::move(action));
 }
 
 } // namespace tandrel

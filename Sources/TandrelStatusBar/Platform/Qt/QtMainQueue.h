@@ -2,6 +2,7 @@
 
 #include "Platform/MainQueue.h"
 
+#include <cstddef>
 #include <memory>
 
 namespace tandrel {
@@ -15,6 +16,10 @@ public:
     ~QtMainQueue() override;
 
     void post(std::function<void()> action) override;
+    void postWithoutWaking(std::function<void()> action) override;
+
+    /// So many that wait are worth a wake-up by themselves.
+    static constexpr std::size_t wakingCount = 64;
 
 private:
     class Receiver;
