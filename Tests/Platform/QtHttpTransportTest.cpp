@@ -6,6 +6,7 @@
 #include "Support/ChildProcess.h"
 #include "Support/FakeCredentialStore.h"
 #include "Support/Qt/EventLoop.h"
+#include "Support/Qt/HttpCall.h"
 #include "Support/Qt/ScriptedHttpServer.h"
 #include "Support/TestCertificates.h"
 
@@ -16,7 +17,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -28,6 +28,9 @@ namespace tandrel {
 namespace {
 
 using namespace std::chrono_literals;
+using test::authenticatedGet;
+using test::get;
+using test::post;
 using test::runUntil;
 using test::ScriptedHttpServer;
 using test::TestCertificates;
@@ -37,70 +40,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using Call = test::HttpCall;
 using Outcome = Result<HttpResponse, TransportError>;
 using Kind = TransportError::Kind;
 using Connection = ScriptedHttpServer::Connection;
 using Request = ScriptedHttpServer::Request;
 
 constexpr std::chrono::milliseconds shortLimit = 250ms;
-
-/// A request and what became of it.
-class Call {
-public:
-    Call(HttpTransport& transport, const HttpRequest& request)
-        : exchange_(transport.send(request, [this](Outcome outcome) {
-            ++completions_;
-            outcome_ = std::move(outcome);
-        })) {
-        EXPECT_EQ(completions_, 0) << "the completion came from inside send()";
-    }
-
-    [[nodiscard]] bool isDone() const { return completions_ > 0; }
-    [[nodiscard]] int completions() const { return completions_; }
-    void cancel() {
-        const int before = completions_;
-        exchange_->cancel();
-        EXPECT_EQ(completions_, before) << "the completion came from inside cancel()";
-    }
-    void destroy() { exchange_.reset(); }
-
-    /// Waits for the outcome and returns it.
-    const Outcome& outcome() {
-        if (!runUntil([this] { return isDone(); })) {
-            ADD_FAILURE() << "the request never ended";
-            outcome_ = TransportError{Kind::other, "never ended"};
-        }
-        return *outcome_;
-    }
-    int status() {
-        const Outcome& result = outcome();
-        EXPECT_TRUE(result.ok()) << (result.ok() ? "" : result.error().description);
-        return result.ok() ? result.value().statusCode : 0;
-    }
-    std::string body() { return status() != 0 ? outcome_->value().body : std::string(); }
-    TransportError error() {
-        const Outcome& result = outcome();
-        EXPECT_FALSE(result.ok()) << (result.ok() ? result.value().statusCode : 0);
-        return result.ok() ? TransportError{} : result.error();
-    }
-
-private:
-    std::optional<Outcome> outcome_;
-    int completions_ = 0;
-    std::unique_ptr<HttpExchange> exchange_;
-};
-
-HttpRequest get(const std::string& url) {
-    return {"GET", url, {}, std::nullopt};
-}
-
-HttpRequest authenticatedGet(const std::string& url) {
-    return {"GET", url, {{"Authorization", "Bearer t0ken"}}, std::nullopt};
-}
-
-HttpRequest post(const std::string& url, const std::string& body) {
-    return {"POST", url, {{"Content-Type", "application/json"}}, body};
-}
 
 std::string redirect(const std::string& status, const std::string& location) {
     return ScriptedHttpServer::response(status, "gone", "Location: " + location + "\r\n");
@@ -653,49 +599,6 @@ TEST_F(QtHttpTransportTest, TheTransportMayGoRightAfterItsExchanges) {
     elsewhere.destroy();
     passing.reset();
     EXPECT_TRUE(runUntil([this] { return server.openConnectionCount() == 0; }));
-}
-
-/// Sets an environment variable for its life.
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const std::string& value)
-        : name_(name) {
-        setenv(name, value.c_str(), 1);
-    }
-    ~EnvironmentVariable() { unsetenv(name_); }
-    EnvironmentVariable(const EnvironmentVariable&) = delete;
-    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
-private:
-    const char* name_;
-};
-
-TEST_F(QtHttpTransportTest, GoesThroughTheSystemsProxyButNotToLoopback) {
-    ScriptedHttpServer proxy;
-    proxy.answerWith(ScriptedHttpServer::response("200 OK", "by proxy"));
-    server.answerWith(ScriptedHttpServer::response("200 OK", "direct"));
-    const EnvironmentVariable variable("http_proxy", proxy.url(""));
-    Call far(transport, get("http://backend.invalid/path"));
-    EXPECT_EQ(far.body(), "by proxy");
-    EXPECT_EQ(proxy.requests().back().line, "GET http://backend.invalid/path HTTP/1.1");
-    for (const char* host : {"127.0.0.1", "localhost"}) {
-        Call near(transport, get(server.url("/", host)));
-        EXPECT_EQ(near.body(), "direct") << host;
-    }
-    EXPECT_EQ(proxy.requests().size(), 1U);
-}
-
-TEST_F(QtHttpTransportTest, AStuckProxyLookUpNeitherBlocksTheLoopNorOutlastsTheLimit) {
-    // The server takes the request for the proxy configuration and never answers it.
-    const EnvironmentVariable variable("http_proxy", "pac+" + server.url("/proxy.pac"));
-    QtHttpTransport impatient(withLimit(shortLimit));
-    Call call(impatient, get("http://backend.invalid/"));
-    Call second(impatient, get("http://backend.invalid/"));
-    ASSERT_TRUE(runUntil([this] { return server.requests().size() == 1; }));
-    EXPECT_EQ(server.requests().front().line.substr(0, 14), "GET /proxy.pac");
-    EXPECT_EQ(call.error().kind, Kind::timedOut);
-    EXPECT_EQ(second.error().kind, Kind::timedOut);
-    EXPECT_EQ(server.requests().size(), 1U);
 }
 
 /// The client over the real transport, since the two divide the work on an answer between them.

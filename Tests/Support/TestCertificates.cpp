@@ -51,7 +51,8 @@ TestCertificates::TestCertificates()
     makeAuthority();
     makeSelfSigned();
     sign(good_, loopbackNames, longAgo, farAhead);
-    sign(wrongHost_, "subjectAltName=DNS:elsewhere.example", longAgo, farAhead);
+    sign(wrongHost_, "subjectAltName=DNS:elsewhere.example,DNS:*.elsewhere.example", longAgo,
+         farAhead);
     sign(expired_, loopbackNames, longAgo, endOf2020);
 }
 

@@ -28,7 +28,7 @@ public:
     [[nodiscard]] const Identity& good() const { return good_; }
     /// Like `good`, but signed by itself.
     [[nodiscard]] const Identity& selfSigned() const { return selfSigned_; }
-    /// Signed by the authority, for "elsewhere.example" alone.
+    /// Signed by the authority, for "elsewhere.example" and all names below it alone.
     [[nodiscard]] const Identity& wrongHost() const { return wrongHost_; }
     /// Like `good`, but out of date since the end of 2020.
     [[nodiscard]] const Identity& expired() const { return expired_; }

@@ -1,5 +1,7 @@
 #include "Platform/WebSocket/AddressRace.h"
 
+#include "Support/BlackHole.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -7,51 +9,15 @@
 
 #include <gmock/gmock.h>
 
-#include <arpa/inet.h>
-#include <array>
 #include <chrono>
 #include <cstdio>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace tandrel {
 namespace {
 
 using namespace std::chrono_literals;
+using test::BlackHole;
 using testing::ElementsAre;
-
-/// An address that swallows connections, as broken IPv6 does: a listener whose queue is full.
-class BlackHole {
-public:
-    BlackHole(const char* address, quint16 port)
-        : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in name{};
-        name.sin_family = AF_INET;
-        name.sin_port = htons(port);
-        EXPECT_EQ(::inet_pton(AF_INET, address, &name.sin_addr), 1);
-        const auto* generic = reinterpret_cast<const sockaddr*>(&name);
-        EXPECT_EQ(::bind(listener_, generic, sizeof name), 0);
-        EXPECT_EQ(::listen(listener_, 0), 0);
-        for (int& filler : fillers_) {
-            filler = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-            (void)::connect(filler, generic, sizeof name);
-        }
-    }
-    ~BlackHole() {
-        for (const int filler : fillers_) {
-            ::close(filler);
-        }
-        ::close(listener_);
-    }
-    BlackHole(const BlackHole&) = delete;
-    BlackHole& operator=(const BlackHole&) = delete;
-
-private:
-    int listener_;
-    std::array<int, 4> fillers_{};
-};
 
 class AddressRaceTest : public testing::Test {
 protected:

@@ -1,9 +1,5 @@
 #include "StreamSocketFixture.h"
 
-#include <QNetworkProxy>
-#include <QNetworkProxyFactory>
-#include <QNetworkProxyQuery>
-
 #include <atomic>
 #include <string>
 #include <utility>

@@ -1,10 +1,5 @@
 #include "StreamSocketFixture.h"
 
-#include <QNetworkProxy>
-#include <QNetworkProxyFactory>
-#include <QNetworkProxyQuery>
-#include <QUrl>
-
 #include <string>
 
 namespace tandrel::test {
@@ -95,53 +90,6 @@ TEST_F(StreamSocketTls, ReportsAServerThatSpeaksNoTls) {
     ASSERT_TRUE(client.waitForLoss());
     EXPECT_EQ(client.loss().code, 0);
     EXPECT_THAT(client.loss().description, StartsWith("Could not connect: "));
-}
-
-/// Sends everything through one HTTP proxy, and keeps what it was asked.
-class OneProxy : public QNetworkProxyFactory {
-public:
-    OneProxy(quint16 port, std::vector<std::string>& asked)
-        : port_(port)
-        , asked_(asked) {}
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override {
-        asked_.push_back(query.url().toString().toStdString());
-        return {QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"), port_)};
-    }
-
-private:
-    quint16 port_;
-    std::vector<std::string>& asked_;
-};
-
-TEST_F(StreamSocketTls, GoesThroughTheSystemsProxyWithoutShowingItTheToken) {
-    std::string connectRequest;
-    ServedFrames served;
-    const ScriptedServer proxy([&](Peer& peer) {
-        connectRequest = peer.readRequest();
-        peer.write("HTTP/1.1 200 Connection established\r\n\r\n");
-        ASSERT_TRUE(peer.upgrade());
-        served.serve(peer);
-    });
-    std::vector<std::string> asked;
-    QNetworkProxyFactory::setApplicationProxyFactory(new OneProxy(proxy.port(), asked));
-    {
-        StreamClient client(socket(), mainQueue, "ws://stream.example:8080/?token=secret");
-        EXPECT_TRUE(client.waitForPong());
-        for (int count = 0; count < 100; ++count) {
-            client.send("audio");
-        }
-        EXPECT_TRUE(client.waitFor([&] { return client.sends().ok == 100; }));
-        client.task->cancel(1000);
-    }
-    EXPECT_TRUE(socket().drain());
-    endSocket();
-    QNetworkProxyFactory::setApplicationProxyFactory(nullptr);
-    EXPECT_THAT(connectRequest, StartsWith("CONNECT stream.example:8080 HTTP/1.1\r\n"));
-    EXPECT_THAT(connectRequest, Not(HasSubstr("secret")));
-    EXPECT_THAT(asked, testing::ElementsAre("http://stream.example:8080"));
-    ASSERT_TRUE(served.wait(mainQueue));
-    ASSERT_THAT(served.frames, SizeIs(101));
-    EXPECT_EQ(served.frames.back().closeCode(), 1000);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "Support/Qt/ScriptedHttpServer.h"
 
 #include <QFile>
-#include <QHostAddress>
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
@@ -64,13 +63,16 @@ void ScriptedHttpServer::Connection::every(int milliseconds, std::function<bool(
     timer->start(milliseconds);
 }
 
-ScriptedHttpServer::ScriptedHttpServer() {
-    listenOnLoopback();
+ScriptedHttpServer::ScriptedHttpServer()
+    : ScriptedHttpServer(QHostAddress(QHostAddress::LocalHost)) {}
+
+ScriptedHttpServer::ScriptedHttpServer(const QHostAddress& address) {
+    listenAt(address);
 }
 
 ScriptedHttpServer::ScriptedHttpServer(const TestCertificates::Identity& identity)
     : identity_(std::make_unique<TestCertificates::Identity>(identity)) {
-    listenOnLoopback();
+    listenAt(QHostAddress(QHostAddress::LocalHost));
 }
 
 ScriptedHttpServer::~ScriptedHttpServer() {
@@ -80,8 +82,8 @@ ScriptedHttpServer::~ScriptedHttpServer() {
     }
 }
 
-void ScriptedHttpServer::listenOnLoopback() {
-    if (!listen(QHostAddress::LocalHost)) {
+void ScriptedHttpServer::listenAt(const QHostAddress& address) {
+    if (!listen(address)) {
         std::abort();
     }
 }

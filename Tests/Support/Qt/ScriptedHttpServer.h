@@ -3,6 +3,7 @@
 #include "Support/TestCertificates.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QList>
 #include <QObject>
 #include <QSslSocket>
@@ -16,8 +17,8 @@
 
 namespace tandrel::test {
 
-/// An HTTP server on loopback whose every byte the test decides. It understands just enough of a
-/// request to know where it ends. It runs on the event loop of the test's thread.
+/// An HTTP server on loopback (127.0.0.1) whose every byte the test decides. It understands just
+/// enough of a request to know where it ends. It runs on the event loop of the test's thread.
 class ScriptedHttpServer : public QTcpServer {
     Q_OBJECT
 
@@ -53,6 +54,8 @@ public:
 
     /// Answers plain connections.
     ScriptedHttpServer();
+    /// Answers plain connections at another address of this machine.
+    explicit ScriptedHttpServer(const QHostAddress& address);
     /// Answers TLS connections.
     explicit ScriptedHttpServer(const TestCertificates::Identity& identity);
     ~ScriptedHttpServer() override;
@@ -78,7 +81,7 @@ protected:
     void incomingConnection(qintptr descriptor) override;
 
 private:
-    void listenOnLoopback();
+    void listenAt(const QHostAddress& address);
     void read(QSslSocket& socket, QByteArray& buffer);
 
     std::unique_ptr<TestCertificates::Identity> identity_;

@@ -43,7 +43,12 @@ ScriptedServer::ScriptedServer(Script script, Options options)
     if (options_.identity) {
         tls_ = makeTls(*options_.identity);
     }
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listenOnLoopback();
+    accepting_ = std::thread([this] { acceptConnections(); });
+}
+
+void ScriptedServer::listenOnLoopback() {
+    listener_ = ::socket(options_.isIpv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     require(listener_ >= 0, "socket");
     const int one = 1;
     ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
@@ -51,17 +56,21 @@ ScriptedServer::ScriptedServer(Script script, Options options)
         ::setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &options_.receiveBuffer,
                      sizeof options_.receiveBuffer);
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(options_.port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    require(::bind(listener_, generic, size) == 0, "bind");
+    sockaddr_in v4{};
+    v4.sin_family = AF_INET;
+    v4.sin_port = htons(options_.port);
+    v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in6 v6{};
+    v6.sin6_family = AF_INET6;
+    v6.sin6_port = htons(options_.port);
+    v6.sin6_addr = in6addr_loopback;
+    socklen_t size = options_.isIpv6 ? sizeof v6 : sizeof v4;
+    auto* const address = options_.isIpv6 ? reinterpret_cast<sockaddr*>(&v6) //
+                                          : reinterpret_cast<sockaddr*>(&v4);
+    require(::bind(listener_, address, size) == 0, "bind");
     require(::listen(listener_, 64) == 0, "listen");
-    require(::getsockname(listener_, generic, &size) == 0, "getsockname");
-    port_ = ntohs(address.sin_port);
-    accepting_ = std::thread([this] { acceptConnections(); });
+    require(::getsockname(listener_, address, &size) == 0, "getsockname");
+    port_ = ntohs(options_.isIpv6 ? v6.sin6_port : v4.sin_port);
 }
 
 ScriptedServer::~ScriptedServer() {
@@ -82,8 +91,9 @@ ScriptedServer::~ScriptedServer() {
 }
 
 std::string ScriptedServer::url(const std::string& target) const {
-    const std::string origin = tls_ != nullptr ? "wss://localhost:" : "ws://127.0.0.1:";
-    return origin + std::to_string(port_) + target;
+    const std::string scheme = tls_ != nullptr ? "wss://" : "ws://";
+    const std::string v4 = tls_ != nullptr ? "localhost" : "127.0.0.1";
+    return scheme + (options_.isIpv6 ? "[::1]" : v4) + ':' + std::to_string(port_) + target;
 }
 
 void ScriptedServer::acceptConnections() {

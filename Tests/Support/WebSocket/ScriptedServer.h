@@ -14,9 +14,9 @@
 
 namespace tandrel::test {
 
-/// A server on 127.0.0.1 whose every byte the test decides: runs a script for each connection, on a
-/// thread of its own. It knows no more of WebSockets than `Peer` offers, so it can break every
-/// rule. The destructor ends all scripts and waits for them.
+/// A server on 127.0.0.1, or on ::1, whose every byte the test decides: runs a script for each
+/// connection, on a thread of its own. It knows no more of WebSockets than `Peer` offers, so it can
+/// break every rule. The destructor ends all scripts and waits for them.
 class ScriptedServer {
 public:
     using Script = std::function<void(Peer&)>;
@@ -27,6 +27,8 @@ public:
         /// Size of the kernel's receive buffer, 0 for the system's own.
         int receiveBuffer = 0;
         std::uint16_t port = 0;
+        /// Listens on ::1 alone.
+        bool isIpv6 = false;
     };
 
     explicit ScriptedServer(Script script);
@@ -36,7 +38,7 @@ public:
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     [[nodiscard]] std::uint16_t port() const { return port_; }
-    /// "ws://127.0.0.1:port" or "wss://localhost:port", and `target`.
+    /// "ws://127.0.0.1:port", "wss://localhost:port" or "ws(s)://[::1]:port", and `target`.
     [[nodiscard]] std::string url(const std::string& target = "/tandrel-stream?token=secret") const;
 
 private:
@@ -45,6 +47,7 @@ private:
         std::thread thread;
     };
 
+    void listenOnLoopback();
     void acceptConnections();
     void serve(Peer& peer);
 

@@ -9,6 +9,17 @@ bool isBetween(QNetworkReply::NetworkError error, QNetworkReply::NetworkError fi
     return error >= first && error <= last;
 }
 
+/// Whether it was the proxy, or the proxy's own way to the server, that failed. The names are found
+/// by the proxy; Qt tells of a refusal at the proxy in three ways.
+bool isProxyFailure(QNetworkReply::NetworkError error) {
+    return error == QNetworkReply::ConnectionRefusedError ||
+           error == QNetworkReply::HostNotFoundError ||
+           error == QNetworkReply::UnknownNetworkError ||
+           (isBetween(error, QNetworkReply::ProxyConnectionRefusedError,
+                      QNetworkReply::UnknownProxyError) &&
+            error != QNetworkReply::ProxyAuthenticationRequiredError);
+}
+
 } // namespace
 
 bool isAnswer(int status, QNetworkReply::NetworkError error) {
@@ -30,11 +41,15 @@ bool isAnswer(int status, QNetworkReply::NetworkError error) {
                              error == QNetworkReply::ProxyAuthenticationRequiredError);
 }
 
-TransportError transportError(QNetworkReply::NetworkError error, const QString& tlsReason) {
+TransportError transportError(QNetworkReply::NetworkError error, const QString& tlsReason,
+                              bool isProxied) {
     using Kind = TransportError::Kind;
     if (!tlsReason.isEmpty()) {
         return {Kind::tls,
                 "The server's certificate was refused: " + tlsReason.toStdString() + '.'};
+    }
+    if (isProxied && isProxyFailure(error)) {
+        return {Kind::other, "The connection through the proxy server failed."};
     }
     switch (error) {
     case QNetworkReply::ConnectionRefusedError:
@@ -47,14 +62,12 @@ TransportError transportError(QNetworkReply::NetworkError error, const QString& 
         return {Kind::timedOut, "The request timed out."};
     case QNetworkReply::OperationCanceledError:
         return {Kind::cancelled, "The request was cancelled."};
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+        return {Kind::other, "The proxy server asks for a user name and a password."};
     case QNetworkReply::SslHandshakeFailedError:
         return {Kind::tls, "A secure connection to the server could not be made."};
     default:
         break;
-    }
-    if (isBetween(error, QNetworkReply::ProxyConnectionRefusedError,
-                  QNetworkReply::UnknownProxyError)) {
-        return {Kind::other, "The proxy server does not work."};
     }
     if (error > QNetworkReply::UnknownProxyError) {
         return {Kind::other, "The server's answer is not valid."};

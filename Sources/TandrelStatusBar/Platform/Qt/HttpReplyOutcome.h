@@ -12,8 +12,9 @@ namespace tandrel {
 [[nodiscard]] bool isAnswer(int status, QNetworkReply::NetworkError error);
 
 /// What to tell about a failed transfer. `tlsReason`: why the server's certificate was refused, if
-/// it was. Qt's own texts are not used, since some hold the URL.
+/// it was. `isProxied`: a proxy stood between. Qt's own texts are not used, since some hold the
+/// URL.
 [[nodiscard]] TransportError transportError(QNetworkReply::NetworkError error,
-                                            const QString& tlsReason);
+                                            const QString& tlsReason, bool isProxied = false);
 
 } // namespace tandrel

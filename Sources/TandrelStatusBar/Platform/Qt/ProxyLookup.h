@@ -16,7 +16,7 @@
 namespace tandrel {
 
 /// Asks the system for the proxies on the way to a URL, on a thread of its own: automatic proxy
-/// configuration may wait for the network, with no limit. Main thread.
+/// configuration may wait for the network, with no limit. Lives on one thread with an event loop.
 class ProxyLookup {
 public:
     using Completion = std::function<void(const QList<QNetworkProxy>&)>;

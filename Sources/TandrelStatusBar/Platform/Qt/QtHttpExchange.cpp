@@ -68,6 +68,16 @@ bool isRedirect(int status) {
     return (status >= 301 && status <= 303) || status == 307 || status == 308;
 }
 
+/// What a plain request shows its proxy. A tunnel takes name and password from the setting by
+/// itself; of a plain request Qt asks its caller, over and over if the answer is wrong (6.4.2).
+QByteArray credentialsForProxy(const QUrl& url, const QNetworkProxy& proxy) {
+    if (proxy.type() != QNetworkProxy::HttpProxy || proxy.user().isEmpty() ||
+        url.scheme() != QLatin1String("http")) {
+        return {};
+    }
+    return "Basic " + (proxy.user() + u':' + proxy.password()).toUtf8().toBase64();
+}
+
 /// As browsers do: after 301, 302 and 303 a POST goes on as a GET without a body.
 void adaptToRedirect(HttpRequest& request, int status) {
     if (status == 307 || status == 308 || request.method == "GET") {
@@ -143,6 +153,7 @@ const char* QtHttpExchange::whyUnsendable(const std::string& url) const {
 void QtHttpExchange::sendThrough(const QList<QNetworkProxy>& proxies) {
     // The manager asks the factory while it starts the request, and owns it.
     network_.manager.setProxyFactory(new KnownProxies(proxies));
+    proxy_ = proxies.value(0, QNetworkProxy(QNetworkProxy::NoProxy));
     sendRequest();
 }
 
@@ -179,6 +190,9 @@ QNetworkRequest QtHttpExchange::makeRequest() const {
     request.setDecompressedSafetyCheckThreshold(-1);
     request.setSslConfiguration(network_.tls);
     request.setRawHeader("User-Agent", "TandrelStatusBar/" + bytes(config::version));
+    if (const QByteArray credentials = credentialsForProxy(url_, proxy_); !credentials.isEmpty()) {
+        request.setRawHeader("Proxy-Authorization", credentials);
+    }
     for (const auto& [name, value] : request_.headers) {
         request.setRawHeader(bytes(name), bytes(value));
     }
@@ -222,8 +236,11 @@ bool QtHttpExchange::readBody() {
 void QtHttpExchange::replyFinished() {
     const int status = statusOf(*reply_);
     const QNetworkReply::NetworkError error = reply_->error();
-    if (!isAnswer(status, error)) {
-        finish(transportError(error, tlsReason_));
+    // Of a plain request the proxy's own refusal looks like the server's.
+    const bool isProxysRefusal =
+        isProxied() && error == QNetworkReply::ProxyAuthenticationRequiredError;
+    if (isProxysRefusal || !isAnswer(status, error)) {
+        finish(transportError(error, tlsReason_, isProxied()));
         return;
     }
     if (!readBody() || followRedirect(status)) {

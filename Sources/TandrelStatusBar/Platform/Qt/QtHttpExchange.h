@@ -48,6 +48,7 @@ private:
 
     /// Null when the request can go out byte for byte as it is.
     [[nodiscard]] const char* whyUnsendable(const std::string& url) const;
+    [[nodiscard]] bool isProxied() const { return proxy_.type() != QNetworkProxy::NoProxy; }
     void sendThrough(const QList<QNetworkProxy>& proxies);
     void sendRequest();
     [[nodiscard]] QNetworkRequest makeRequest() const;
@@ -70,6 +71,7 @@ private:
     std::string body_;
     QString tlsReason_;
     Handle proxyLookup_;
+    QNetworkProxy proxy_{QNetworkProxy::NoProxy};
     QTimer idleTimer_;
     /// What delayed calls are bound to: they go with this exchange.
     QObject context_;

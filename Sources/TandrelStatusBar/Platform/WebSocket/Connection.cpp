@@ -1,6 +1,6 @@
 #include "Platform/WebSocket/Connection.h"
 
-#include <QSslSocket>
+#include <QNetworkProxy>
 
 #include <algorithm>
 #include <array>
@@ -32,9 +32,11 @@ std::string pingPayload(std::uint32_t number) {
 
 } // namespace
 
-Connection::Connection(ConnectionRequest request, std::shared_ptr<StreamChannel> channel)
+Connection::Connection(ConnectionRequest request, std::shared_ptr<StreamChannel> channel,
+                       ProxyLookup& proxyLookup)
     : request_(std::move(request))
     , channel_(std::move(channel))
+    , proxyLookup_(proxyLookup)
     , codec_(request_.limits.messageBytes) {
     for (QTimer* timer : {&answerTimer_, &closingTimer_}) {
         timer->setSingleShot(true);
@@ -55,7 +57,8 @@ void Connection::open() {
     }
     stage_ = Stage::dialing;
     answerTimer_.start();
-    dialer_.reset(new Dialer(*request_.url, request_.limits, request_.extraAuthorities));
+    dialer_.reset(
+        new Dialer(*request_.url, request_.limits, request_.extraAuthorities, proxyLookup_));
     connect(dialer_.get(), &Dialer::opened, this, &Connection::onDialed);
     connect(dialer_.get(), &Dialer::failed, this, &Connection::lose);
     dialer_->start();
@@ -68,8 +71,10 @@ void Connection::onDialed() {
     connect(socket_.get(), &QTcpSocket::bytesWritten, this, &Connection::onSocketWritten);
     connect(socket_.get(), &QTcpSocket::disconnected, this, &Connection::onSocketEnded);
     connect(socket_.get(), &QTcpSocket::errorOccurred, this, &Connection::onSocketError);
-    if (auto* secure = qobject_cast<QSslSocket*>(socket_.get())) {
-        connect(secure, &QSslSocket::encryptedBytesWritten, this, &Connection::onSocketWritten);
+    isProxied_ = socket_->proxy().type() != QNetworkProxy::NoProxy;
+    for (QTcpSocket* const inner : socket_->findChildren<QTcpSocket*>()) {
+        innerSockets_.emplace_back(inner);
+        connect(inner, &QTcpSocket::bytesWritten, this, &Connection::onSocketWritten);
     }
     stage_ = Stage::upgrading;
     const std::string key = makeHandshakeKey();
@@ -177,7 +182,10 @@ void Connection::pump() {
 }
 
 void Connection::lookForInput() {
-    if (socket_ && socket_->state() == QAbstractSocket::ConnectedState) {
+    // Behind a proxy, a look in vain while an inner socket still writes closes the connection
+    // (Qt 6.4.2). What we write then does not go out before that, so there is time to look later.
+    const bool isHarmful = isProxied_ && innerBacklog() > 0;
+    if (socket_ && !isHarmful && socket_->state() == QAbstractSocket::ConnectedState) {
         socket_->waitForReadyRead(0);
     }
 }
@@ -189,11 +197,16 @@ void Connection::checkOldest() {
     }
 }
 
-bool Connection::isOutputBlocked() const {
-    qint64 backlog = socket_->bytesToWrite();
-    if (const auto* secure = qobject_cast<const QSslSocket*>(socket_.get())) {
-        backlog += secure->encryptedBytesToWrite();
+qint64 Connection::innerBacklog() const {
+    qint64 backlog = 0;
+    for (const auto& inner : innerSockets_) {
+        backlog += inner ? inner->bytesToWrite() : 0;
     }
+    return backlog;
+}
+
+bool Connection::isOutputBlocked() const {
+    const qint64 backlog = socket_->bytesToWrite() + innerBacklog();
     return backlog >= static_cast<qint64>(request_.limits.socketBacklogBytes);
 }
 

@@ -11,8 +11,10 @@
 
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QSslCertificate>
 #include <QString>
+#include <QTcpSocket>
 #include <QTimer>
 
 #include <cstdint>
@@ -20,6 +22,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tandrel {
 
@@ -37,7 +40,9 @@ class Connection : public QObject {
     Q_OBJECT
 
 public:
-    Connection(ConnectionRequest request, std::shared_ptr<StreamChannel> channel);
+    /// `proxyLookup` outlives the connection.
+    Connection(ConnectionRequest request, std::shared_ptr<StreamChannel> channel,
+               ProxyLookup& proxyLookup);
 
     void open();
     void ping();
@@ -69,6 +74,7 @@ private:
     void writeOutput();
     void lookForInput();
     void sendPing();
+    [[nodiscard]] qint64 innerBacklog() const;
     [[nodiscard]] bool isOutputBlocked() const;
     [[nodiscard]] bool mustPauseReading() const;
     void checkOldest();
@@ -79,9 +85,14 @@ private:
 
     ConnectionRequest request_;
     std::shared_ptr<StreamChannel> channel_;
+    ProxyLookup& proxyLookup_;
     Stage stage_ = Stage::idle;
     std::unique_ptr<Dialer, LaterDeleter> dialer_;
     SocketPointer socket_;
+    /// Within it: TLS writes through a socket of its own, and so does a proxy, which takes without
+    /// bound and out of sight of the outer one's `bytesToWrite()`.
+    std::vector<QPointer<QTcpSocket>> innerSockets_;
+    bool isProxied_ = false;
     std::optional<UpgradeReply> reply_;
     FrameCodec codec_;
     QTimer answerTimer_;

@@ -13,8 +13,11 @@ ConnectionTable::~ConnectionTable() {
 
 void ConnectionTable::open(ConnectionId id, ConnectionRequest request,
                            std::shared_ptr<StreamChannel> channel) {
+    if (!proxyLookup_) {
+        proxyLookup_.emplace();
+    }
     auto& connection = connections_[id];
-    connection.reset(new Connection(std::move(request), std::move(channel)));
+    connection.reset(new Connection(std::move(request), std::move(channel), *proxyLookup_));
     connect(connection.get(), &Connection::finished, this, [this, id] { connections_.erase(id); });
     connection->open();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Qt/ProxyLookup.h"
 #include "Platform/WebSocket/Connection.h"
 
 #include <QObject>
@@ -7,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace tandrel {
 
@@ -29,6 +31,8 @@ public:
     [[nodiscard]] Connection* find(ConnectionId id) const;
 
 private:
+    /// Made on the network thread, where it answers.
+    std::optional<ProxyLookup> proxyLookup_;
     std::map<ConnectionId, std::unique_ptr<Connection, LaterDeleter>> connections_;
 };
 

@@ -25,10 +25,11 @@ SocketPointer makeSocket(bool secure) {
 } // namespace
 
 Dialer::Dialer(WebSocketUrl url, const SocketLimits& limits,
-               QList<QSslCertificate> extraAuthorities)
+               QList<QSslCertificate> extraAuthorities, ProxyLookup& proxyLookup)
     : url_(std::move(url))
     , limits_(limits)
-    , extraAuthorities_(std::move(extraAuthorities)) {}
+    , extraAuthorities_(std::move(extraAuthorities))
+    , proxyLookup_(proxyLookup) {}
 
 Dialer::~Dialer() {
     if (lookUpId_ >= 0) {
@@ -37,7 +38,16 @@ Dialer::~Dialer() {
 }
 
 void Dialer::start() {
-    const QNetworkProxy proxy = proxyFor(url_);
+    const QUrl query = proxyQuery(url_);
+    if (ProxyLookup::isLoopback(query)) {
+        lookUp();
+        return;
+    }
+    proxyAnswer_ = proxyLookup_.start(
+        query, [this](const QList<QNetworkProxy>& proxies) { dial(tunnelAmong(proxies)); });
+}
+
+void Dialer::dial(const QNetworkProxy& proxy) {
     if (proxy.type() == QNetworkProxy::NoProxy) {
         lookUp();
     } else {
@@ -126,6 +136,8 @@ void Dialer::onSslErrors(const QList<QSslError>& errors) {
 void Dialer::onSocketError() {
     if (!certificateProblem_.isEmpty()) {
         fail(tr("The server's certificate was refused: %1").arg(certificateProblem_));
+    } else if (socket_->error() == QAbstractSocket::ProxyAuthenticationRequiredError) {
+        fail(tr("Could not connect: The proxy server asks for a user name and a password."));
     } else {
         fail(tr("Could not connect: %1").arg(socket_->errorString()));
     }

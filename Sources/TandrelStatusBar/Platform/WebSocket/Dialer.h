@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Foundation/Handle.h"
+#include "Platform/Qt/ProxyLookup.h"
 #include "Platform/WebSocket/AddressRace.h"
 #include "Platform/WebSocket/SocketLimits.h"
 #include "Platform/WebSocket/SocketPointer.h"
@@ -24,7 +26,8 @@ class Dialer : public QObject {
 
 public:
     /// `extraAuthorities` are trusted beside those of the system.
-    Dialer(WebSocketUrl url, const SocketLimits& limits, QList<QSslCertificate> extraAuthorities);
+    Dialer(WebSocketUrl url, const SocketLimits& limits, QList<QSslCertificate> extraAuthorities,
+           ProxyLookup& proxyLookup);
     ~Dialer() override;
     Dialer(const Dialer&) = delete;
     Dialer& operator=(const Dialer&) = delete;
@@ -39,6 +42,7 @@ Q_SIGNALS:
     void failed(const QString& reason);
 
 private:
+    void dial(const QNetworkProxy& proxy);
     void dialThrough(const QNetworkProxy& proxy);
     void lookUp();
     void race(const QList<QHostAddress>& addresses);
@@ -51,6 +55,8 @@ private:
     WebSocketUrl url_;
     SocketLimits limits_;
     QList<QSslCertificate> extraAuthorities_;
+    ProxyLookup& proxyLookup_;
+    Handle proxyAnswer_;
     int lookUpId_ = -1;
     std::unique_ptr<AddressRace, LaterDeleter> race_;
     SocketPointer socket_;

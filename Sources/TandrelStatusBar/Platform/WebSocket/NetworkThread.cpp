@@ -9,7 +9,7 @@ namespace tandrel {
 
 namespace {
 
-/// The thread never waits for anything, but for the system's proxy settings.
+/// The thread itself never waits for anything.
 constexpr int endLimitMs = 1000;
 
 } // namespace

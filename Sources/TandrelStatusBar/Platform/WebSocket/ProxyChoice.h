@@ -2,13 +2,18 @@
 
 #include "Platform/WebSocket/WebSocketUrl.h"
 
+#include <QList>
 #include <QNetworkProxy>
+#include <QUrl>
 
 namespace tandrel {
 
-/// The proxy that the system wants for `url`, asked for as for https or http: a query in the form
-/// of a plain socket would not see the environment's https_proxy. Of several the first that can
-/// carry a tunnel. May read the system's settings: not for the main thread.
-[[nodiscard]] QNetworkProxy proxyFor(const WebSocketUrl& url);
+/// What to ask the system for the proxies on the way to `url` with: its origin as an https or http
+/// URL, since a query in the form of a plain socket would not see the environment's https_proxy.
+/// Path and query, and the token with them, are no business of the proxy settings.
+[[nodiscard]] QUrl proxyQuery(const WebSocketUrl& url);
+
+/// The first of the system's proxies that can carry a tunnel; none when there is no such.
+[[nodiscard]] QNetworkProxy tunnelAmong(const QList<QNetworkProxy>& proxies);
 
 } // namespace tandrel
