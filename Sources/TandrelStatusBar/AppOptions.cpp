@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -19,18 +20,20 @@ constexpr std::string_view help = R"(Usage: quorvane-tandrel [options] [URL...]
 
 Streams the microphone to a live session, from an icon in the system tray.
 
-  --show         open the popover
-  --start        start streaming as soon as a session is pending
-  --stop         stop streaming
-  --quit         quit the program that runs
-  -h, --help     this text
-  -v, --version  the version
+  --show                open the popover
+  --start               start streaming as soon as a session is pending
+  --stop                stop streaming
+  --quit                quit the program that runs
+  --background          show no window by itself, as at a login
+  --autostart [on|off]  start at login, or not; by itself: say which
+  -h, --help            this text
+  -v, --version         the version
 
 A URL is "quorvane-tandrel://start" or "quorvane-tandrel://stop". While the program runs, another
 start hands its commands over to it, and without any opens the popover.
 
-Exit codes: 0 done, or handed over; 1 the session bus or the running program does not answer;
-2 usage.
+Exit codes: 0 done, or handed over; 1 the session bus or the running program does not answer, or
+what was asked for could not be done; 2 usage.
 )";
 
 std::optional<AppCommand::Kind> commandOf(std::string_view option) {
@@ -50,6 +53,24 @@ ParsedAppOptions ending(std::string text, int exitCode) {
     return {{}, false, std::move(text), exitCode};
 }
 
+ParsedAppOptions misuse(const std::string& what) {
+    return ending("quorvane-tandrel: " + what + "\nTry --help.\n", usageError);
+}
+
+/// What goes with "--autostart"; nothing for a word that does not.
+std::optional<LoginStartRequest> loginStartRequest(const std::string& word) {
+    if (word == "on") {
+        return LoginStartRequest::on;
+    }
+    return word == "off" ? std::optional(LoginStartRequest::off) : std::nullopt;
+}
+
+/// What is wrong with the options as a whole; empty when nothing is.
+std::string contradiction(const AppOptions& options) {
+    const bool runs = !options.commands.empty() || options.isInBackground;
+    return options.loginStart && runs ? "\"--autostart\" goes with nothing else" : "";
+}
+
 } // namespace
 
 bool AppOptions::concernsRunningOnly() const {
@@ -62,11 +83,12 @@ bool AppOptions::concernsRunningOnly() const {
 
 ParsedAppOptions parseAppOptions(const std::vector<std::string>& arguments) {
     ParsedAppOptions parsed;
+    AppOptions& options = parsed.options;
     bool takesOptions = true;
-    for (const std::string& argument : arguments) {
+    for (auto at = arguments.begin(); at != arguments.end(); ++at) {
+        const std::string& argument = *at;
         if (!takesOptions || !argument.starts_with('-')) {
-            parsed.options.commands.push_back(
-                {AppCommand::Kind::openURL, UrlCommand::bounded(argument)});
+            options.commands.push_back({AppCommand::Kind::openURL, UrlCommand::bounded(argument)});
         } else if (argument == "--") {
             takesOptions = false;
         } else if (argument == "-h" || argument == "--help") {
@@ -74,12 +96,22 @@ ParsedAppOptions parseAppOptions(const std::vector<std::string>& arguments) {
         } else if (argument == "-v" || argument == "--version") {
             return ending("quorvane-tandrel " + std::string(config::version) + '\n', 0);
         } else if (const auto kind = commandOf(argument)) {
-            parsed.options.commands.push_back({*kind, {}});
+            options.commands.push_back({*kind, {}});
+        } else if (argument == "--background") {
+            options.isInBackground = true;
+        } else if (argument == "--autostart" && std::next(at) == arguments.end()) {
+            options.loginStart = LoginStartRequest::look;
+        } else if (argument == "--autostart") {
+            options.loginStart = loginStartRequest(*++at);
+            if (!options.loginStart) {
+                return misuse("\"--autostart\" is followed by \"on\", \"off\" or nothing");
+            }
         } else {
-            return ending("quorvane-tandrel: unknown option \"" +
-                              printable(UrlCommand::bounded(argument)) + "\"\nTry --help.\n",
-                          usageError);
+            return misuse("unknown option \"" + printable(UrlCommand::bounded(argument)) + '"');
         }
+    }
+    if (const std::string problem = contradiction(options); !problem.empty()) {
+        return misuse(problem);
     }
     return parsed;
 }

@@ -2,15 +2,23 @@
 
 #include "Platform/AppCommand.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tandrel {
 
+/// What is to become of the start at login.
+enum class LoginStartRequest { look, on, off };
+
 /// What the command line asks for.
 struct AppOptions {
     /// In the order in which they are to be carried out; URLs cut to `UrlCommand::maxURLSize`.
     std::vector<AppCommand> commands;
+    /// Show no window by itself.
+    bool isInBackground = false;
+    /// Done instead of running; no command comes with it.
+    std::optional<LoginStartRequest> loginStart;
 
     /// Whether all commands are for a program that runs already: without one there is nothing to
     /// stop or to quit.

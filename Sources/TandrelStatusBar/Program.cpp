@@ -3,8 +3,10 @@
 #include "AppOptions.h"
 #include "BusLimit.h"
 #include "DebugLog.h"
+#include "Foundation/Console.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "Platform/Desktop/WindowActivation.h"
+#include "Platform/Linux/XdgAutostart.h"
 #include "Platform/Qt/EventLoops.h"
 #include "Platform/Qt/ProcessExit.h"
 #include "Platform/Qt/TerminationSignals.h"
@@ -22,6 +24,7 @@ namespace tandrel {
 namespace {
 
 constexpr int unanswered = 1;
+constexpr int notDone = 1;
 constexpr std::chrono::seconds busLimit(2);
 
 void describeApplication() {
@@ -67,14 +70,32 @@ std::optional<int> exitCodeFor(SingleInstance::Outcome outcome) {
     return unanswered;
 }
 
+/// Its exit code.
+int performLoginStartRequest(LoginStartRequest request) {
+    XdgAutostart loginStart;
+    const LoginStartAnswer answer = request == LoginStartRequest::look
+                                        ? loginStart.look()
+                                        : loginStart.change(request == LoginStartRequest::on);
+    if (!answer.problem.empty()) {
+        std::fprintf(stderr, "quorvane-tandrel: %s\n", printable(answer.problem).c_str());
+        return notDone;
+    }
+    if (request == LoginStartRequest::look) {
+        std::puts(answer.isOn ? "on" : "off");
+    }
+    return 0;
+}
+
 int runApplication(int argc, char** argv, const TandrelStatusBarApp::Addresses& addresses,
                    SingleInstance& instance, const SingleInstance::Request& request) {
+    using Start = TandrelStatusBarApp::Start;
     describeApplication();
     QApplication application(argc, argv);
     declineRestart(application);
     // Before all else: from now on a signal ends the program in order.
     const TerminationSignals signals([] { QCoreApplication::exit(0); });
-    TandrelStatusBarApp app(addresses, instance.bus());
+    TandrelStatusBarApp app(addresses, request.isInBackground ? Start::inBackground : Start::byUser,
+                            instance.bus());
     instance.setHandler([&app](const AppCommand& command, const std::string& activationToken) {
         app.perform(command, activationToken);
     });
@@ -95,12 +116,16 @@ int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addr
         std::fputs(parsed.text.c_str(), parsed.exitCode == 0 ? stdout : stderr);
         return parsed.exitCode;
     }
+    if (parsed.options.loginStart) {
+        return performLoginStartRequest(*parsed.options.loginStart);
+    }
     usePlainEventLoops(PlainLoops::besideMain);
     std::optional<BusLimit> limit(busLimit);
     SingleInstance instance;
     limit.reset();
-    const SingleInstance::Request request{
-        parsed.options.commands, parsed.options.concernsRunningOnly(), activationTokenOfStart()};
+    const SingleInstance::Request request{parsed.options.commands,
+                                          parsed.options.concernsRunningOnly(),
+                                          parsed.options.isInBackground, activationTokenOfStart()};
     if (const auto exitCode = exitCodeFor(instance.claim(request))) {
         return *exitCode;
     }

@@ -4,12 +4,14 @@
 #include "AppState.h"
 #include "BuildConfig.h"
 #include "DebugLog.h"
+#include "LoginStartEntry.h"
 #include "Platform/Desktop/ManagerSelections.h"
 #include "Platform/Desktop/PackageManagedUpdater.h"
 #include "Platform/Desktop/PopoverPlacement.h"
 #include "Platform/Desktop/PopoverWindow.h"
 #include "Platform/Desktop/TrayStatusItem.h"
 #include "Platform/Desktop/WindowActivation.h"
+#include "Platform/Linux/XdgAutostart.h"
 #include "Views/Controls/StatusIcon.h"
 #include "Views/Controls/Symbol.h"
 
@@ -29,6 +31,8 @@ namespace {
 constexpr std::chrono::seconds trayLimit(3);
 /// When the content's library is loaded: after the icon is there, before anybody clicks it.
 constexpr std::chrono::seconds loadDelay(1);
+/// For a switch that was moved just before the end.
+constexpr std::chrono::milliseconds loginStartLimit(200);
 constexpr const char* compositorSelection = "_NET_WM_CM_S";
 
 bool isX11() {
@@ -61,18 +65,20 @@ TandrelStatusBarApp::InitLine::InitLine() {
     DebugLog::write("[App] init");
 }
 
-TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, const QDBusConnection& sessionBus)
+TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, Start start,
+                                         const QDBusConnection& sessionBus)
     : addresses_(std::move(addresses))
     , delegate_(AppState::shared(), clock_,
                 {[this] { activate(); }, [this] { return statusItem_ != nullptr; },
-                 [this] { openPopover(); }}) {
+                 [this] { openPopover(); }})
+    , loginStart_(std::make_unique<XdgAutostart>(), mainQueue_) {
     AppState::shared().updaterController =
         std::make_unique<PackageManagedUpdater>(std::string(config::version));
     if (isX11()) {
         selections_ = std::make_unique<ManagerSelections>(
             std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
     }
-    createStatusItem(sessionBus);
+    createStatusItem(start, sessionBus);
     loading_ = clock_.after(loadDelay, [this] { (void)contentModule_.load(); });
 }
 
@@ -80,7 +86,7 @@ TandrelStatusBarApp::~TandrelStatusBarApp() {
     AppState::shared().updaterController.reset();
 }
 
-void TandrelStatusBarApp::createStatusItem(const QDBusConnection& sessionBus) {
+void TandrelStatusBarApp::createStatusItem(Start start, const QDBusConnection& sessionBus) {
     statusItem_ = std::make_unique<TrayStatusItem>(
         StatusItem::Handlers{[this] { clicked(); }, [this] { openPopover(); }, quit,
                              [this](bool isPresent) {
@@ -88,9 +94,12 @@ void TandrelStatusBarApp::createStatusItem(const QDBusConnection& sessionBus) {
                                      trayLimit_.reset();
                                  }
                              }},
-        statusIcon, sessionBus, selections_.get());
+        statusIcon, [this](QMenu& menu) { new LoginStartEntry(menu, loginStart_); }, sessionBus,
+        selections_.get());
     statusItem_->setToolTip(QStringLiteral("Quorvane Tandrel"));
-    trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
+    if (start == Start::byUser) {
+        trayLimit_ = clock_.after(trayLimit, [this] { openPopover(); });
+    }
 }
 
 bool TandrelStatusBarApp::createContent() {
@@ -202,6 +211,7 @@ void TandrelStatusBarApp::shutDown() {
         content_->setOnStatus({});
     }
     statusItem_.reset();
+    loginStart_.flush(loginStartLimit);
     if (content_) {
         content_->shutDown();
     }

@@ -7,6 +7,8 @@
 #include "Platform/Desktop/DesktopUrlOpener.h"
 #include "Platform/Desktop/PopoverToggle.h"
 #include "Platform/Qt/QtClock.h"
+#include "Platform/Qt/QtMainQueue.h"
+#include "Services/LoginStartService.h"
 
 #include <QPoint>
 
@@ -36,7 +38,11 @@ public:
         std::string siteBaseURL;
     };
 
-    TandrelStatusBarApp(Addresses addresses, const QDBusConnection& sessionBus);
+    /// Who started the program: somebody who expects to see it, or the desktop at login, which
+    /// shows no window by itself.
+    enum class Start { byUser, inBackground };
+
+    TandrelStatusBarApp(Addresses addresses, Start start, const QDBusConnection& sessionBus);
     TandrelStatusBarApp(const TandrelStatusBarApp&) = delete;
     TandrelStatusBarApp& operator=(const TandrelStatusBarApp&) = delete;
     ~TandrelStatusBarApp();
@@ -44,7 +50,7 @@ public:
     /// Carries out a command; `activationToken` may be empty.
     void perform(const AppCommand& command, const std::string& activationToken);
 
-    /// Takes the program off the screen, stops everything, and waits (at most 1.7 s) until it is
+    /// Takes the program off the screen, stops everything, and waits (at most 1.9 s) until it is
     /// closed and stored. Nothing else may be called afterwards.
     void shutDown();
 
@@ -54,7 +60,7 @@ private:
         InitLine();
     };
 
-    void createStatusItem(const QDBusConnection& sessionBus);
+    void createStatusItem(Start start, const QDBusConnection& sessionBus);
     /// Whether there is a popover now.
     bool createContent();
     void clicked();
@@ -68,6 +74,8 @@ private:
     QtClock clock_;
     AppDelegate delegate_;
     DesktopUrlOpener urlOpener_;
+    QtMainQueue mainQueue_;
+    LoginStartService loginStart_;
     std::unique_ptr<ManagerSelections> selections_;
     std::unique_ptr<StatusItem> statusItem_;
     Handle trayLimit_;

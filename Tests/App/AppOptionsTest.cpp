@@ -5,7 +5,9 @@
 
 #include <gmock/gmock.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace tandrel {
 namespace {
@@ -50,7 +52,8 @@ TEST(AppOptions, HelpNamesEveryOption) {
     const auto parsed = parseAppOptions({"--help"});
     EXPECT_FALSE(parsed.proceeds);
     EXPECT_EQ(parsed.exitCode, 0);
-    for (const char* const option : {"--show", "--start", "--stop", "--quit", "--version"}) {
+    for (const char* const option : {"--show", "--start", "--stop", "--quit", "--background",
+                                     "--autostart [on|off]", "--version"}) {
         EXPECT_THAT(parsed.text, HasSubstr(option));
     }
 }
@@ -73,6 +76,39 @@ TEST(AppOptions, AnUnknownOptionIsAnErrorOfUsage) {
 
 TEST(AppOptions, AnUnknownOptionCannotSteerTheTerminal) {
     EXPECT_THAT(parseAppOptions({"--\x1b[2J"}).text, HasSubstr("--\\x1b[2J"));
+}
+
+TEST(AppOptions, AStartInTheBackgroundIsNoCommand) {
+    const auto parsed = parseAppOptions({"--background"});
+    EXPECT_TRUE(parsed.proceeds);
+    EXPECT_TRUE(parsed.options.isInBackground);
+    EXPECT_THAT(parsed.options.commands, IsEmpty());
+    EXPECT_FALSE(parsed.options.concernsRunningOnly());
+    EXPECT_FALSE(parseAppOptions({}).options.isInBackground);
+}
+
+TEST(AppOptions, TheStartAtLoginIsSwitchedOrLookedAt) {
+    EXPECT_EQ(parseAppOptions({}).options.loginStart, std::nullopt);
+    EXPECT_EQ(parseAppOptions({"--autostart", "on"}).options.loginStart, LoginStartRequest::on);
+    EXPECT_EQ(parseAppOptions({"--autostart", "off"}).options.loginStart, LoginStartRequest::off);
+    EXPECT_EQ(parseAppOptions({"--autostart"}).options.loginStart, LoginStartRequest::look);
+}
+
+TEST(AppOptions, WhatDoesNotGoTogetherIsAnErrorOfUsage) {
+    const std::vector<std::vector<std::string>> contradictions{
+        {"--autostart", "maybe"},
+        {"--autostart", ""},
+        {"--autostart", "quorvane-tandrel://start"},
+        {"--autostart", "on", "--show"},
+        {"--show", "--autostart"},
+        {"--autostart", "on", "--background"},
+    };
+    for (const auto& arguments : contradictions) {
+        const auto parsed = parseAppOptions(arguments);
+        EXPECT_FALSE(parsed.proceeds) << testing::PrintToString(arguments);
+        EXPECT_EQ(parsed.exitCode, 2) << testing::PrintToString(arguments);
+        EXPECT_THAT(parsed.text, HasSubstr("Try --help")) << testing::PrintToString(arguments);
+    }
 }
 
 TEST(AppOptions, AURLIsCut) {

@@ -7,6 +7,7 @@
 #include <QVariantMap>
 
 #include <stdexcept>
+#include <utility>
 
 namespace tandrel::test {
 
@@ -104,12 +105,29 @@ std::vector<StatusNotifierItem::MenuEntry> StatusNotifierItem::menu() const {
         entry.beginStructure();
         entry >> id >> properties;
         entry.endStructure();
-        entries.push_back({id, properties.value(QStringLiteral("label")).toString().toStdString(),
-                           properties.value(QStringLiteral("enabled"), true).toBool()});
+        MenuEntry found{id, properties.value(QStringLiteral("label")).toString().toStdString(),
+                        properties.value(QStringLiteral("enabled"), true).toBool(), std::nullopt};
+        if (properties.contains(QStringLiteral("toggle-type"))) {
+            found.isChecked = properties.value(QStringLiteral("toggle-state")).toInt() == 1;
+        }
+        entries.push_back(std::move(found));
     }
     argument.endArray();
     argument.endStructure();
     return entries;
+}
+
+StatusNotifierItem::MenuEntry StatusNotifierItem::menuEntry(const std::string& label) const {
+    for (MenuEntry& entry : menu()) {
+        if (entry.label == label) {
+            return std::move(entry);
+        }
+    }
+    throw std::runtime_error("the tray icon's menu has no entry \"" + label + '"');
+}
+
+void StatusNotifierItem::announceMenu() const {
+    (void)bus_.call(service_, menuPath(), menuInterface, QStringLiteral("AboutToShow"), {0});
 }
 
 bool StatusNotifierItem::activate() const {
@@ -120,15 +138,9 @@ bool StatusNotifierItem::activate() const {
 }
 
 void StatusNotifierItem::choose(const std::string& label) const {
-    for (const MenuEntry& entry : menu()) {
-        if (entry.label == label) {
-            (void)bus_.call(service_, menuPath(), menuInterface, QStringLiteral("Event"),
-                            {entry.id, QStringLiteral("clicked"),
-                             QVariant::fromValue(QDBusVariant(QString())), 0U});
-            return;
-        }
-    }
-    throw std::runtime_error("the tray icon's menu has no entry \"" + label + '"');
+    (void)bus_.call(service_, menuPath(), menuInterface, QStringLiteral("Event"),
+                    {menuEntry(label).id, QStringLiteral("clicked"),
+                     QVariant::fromValue(QDBusVariant(QString())), 0U});
 }
 
 } // namespace tandrel::test

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,8 @@ public:
         int id = 0;
         std::string label;
         bool isEnabled = true;
+        /// Whether it has a check mark; nothing when it is no switch.
+        std::optional<bool> isChecked;
     };
 
     /// `item` as the watcher lists it; the connection must outlive this object.
@@ -30,6 +33,10 @@ public:
     /// The sizes of the icons that it offers, in pixels.
     [[nodiscard]] std::vector<std::pair<int, int>> iconSizes() const;
     [[nodiscard]] std::vector<MenuEntry> menu() const;
+    /// The entry of that label; throws std::runtime_error when there is none.
+    [[nodiscard]] MenuEntry menuEntry(const std::string& label) const;
+    /// Tells the program, as panels do, that its menu is about to be shown.
+    void announceMenu() const;
 
     /// The click of the left button; whether the program took it.
     bool activate() const;

@@ -23,7 +23,7 @@ struct Call {
     QVariantList arguments;
 };
 
-std::vector<Call> callsFor(const std::vector<AppCommand>& commands) {
+std::vector<Call> callsFor(const SingleInstance::Request& request) {
     std::vector<Call> calls;
     QStringList urls;
     const auto flushURLs = [&] {
@@ -31,7 +31,7 @@ std::vector<Call> callsFor(const std::vector<AppCommand>& commands) {
             calls.push_back({QStringLiteral("Open"), {std::exchange(urls, {})}});
         }
     };
-    for (const AppCommand& command : commands) {
+    for (const AppCommand& command : request.commands) {
         if (command.kind == AppCommand::Kind::openURL) {
             urls << QString::fromStdString(command.url);
             continue;
@@ -41,7 +41,7 @@ std::vector<Call> callsFor(const std::vector<AppCommand>& commands) {
                          {ApplicationInterface::actionOf(command.kind), QVariantList()}});
     }
     flushURLs();
-    if (calls.empty()) {
+    if (calls.empty() && !request.isInBackground) {
         calls.push_back({QStringLiteral("Activate"), {}});
     }
     return calls;
@@ -114,7 +114,7 @@ SingleInstance::Outcome SingleInstance::takeName(const Request& request) {
 }
 
 SingleInstance::Delivery SingleInstance::handOver(const Request& request) {
-    for (Call& call : callsFor(request.commands)) {
+    for (Call& call : callsFor(request)) {
         call.arguments << platformData(request.activationToken);
         const Delivery delivery = deliver(call.method, call.arguments);
         if (delivery != Delivery::done) {

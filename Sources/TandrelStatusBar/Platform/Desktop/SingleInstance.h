@@ -36,6 +36,9 @@ public:
         std::vector<AppCommand> commands;
         /// No process is to be started for them.
         bool concernsRunningOnly = false;
+        /// Nobody is waiting to see the program: without commands the running process is told
+        /// nothing.
+        bool isInBackground = false;
         /// The permission to take the focus that this start was given.
         std::string activationToken;
     };

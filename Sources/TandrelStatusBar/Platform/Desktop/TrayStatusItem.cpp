@@ -11,10 +11,11 @@
 
 namespace tandrel {
 
-TrayStatusItem::TrayStatusItem(Handlers handlers, IconSource iconSource,
+TrayStatusItem::TrayStatusItem(Handlers handlers, IconSource iconSource, MenuEntries menuEntries,
                                const QDBusConnection& sessionBus, ManagerSelections* selections)
     : handlers_(std::move(handlers))
     , iconSource_(std::move(iconSource))
+    , menuEntries_(std::move(menuEntries))
     , selections_(selections)
     , notifierHost_(std::make_unique<StatusNotifierHost>(sessionBus)) {
     connect(notifierHost_.get(), &StatusNotifierHost::changed, this, &TrayStatusItem::follow);
@@ -74,6 +75,8 @@ void TrayStatusItem::createMenu() {
     menu_ = std::make_unique<QMenu>();
     connect(menu_->addAction(QStringLiteral("Open Quorvane Tandrel")), &QAction::triggered, this,
             [this] { handlers_.openChosen(); });
+    menu_->addSeparator();
+    menuEntries_(*menu_);
     menu_->addSeparator();
     connect(menu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
             [this] { handlers_.quitChosen(); });

@@ -32,9 +32,12 @@ public:
     /// The icon to show.
     using IconSource = std::function<QIcon(bool isStreaming)>;
 
+    /// Adds entries of the program's own to the icon's menu, which is made only with the icon.
+    using MenuEntries = std::function<void(QMenu&)>;
+
     /// `selections` is null on a system without X; else it must outlive the item.
-    TrayStatusItem(Handlers handlers, IconSource iconSource, const QDBusConnection& sessionBus,
-                   ManagerSelections* selections);
+    TrayStatusItem(Handlers handlers, IconSource iconSource, MenuEntries menuEntries,
+                   const QDBusConnection& sessionBus, ManagerSelections* selections);
     ~TrayStatusItem() override;
 
     [[nodiscard]] bool isPresent() const override { return isPresent_; }
@@ -52,6 +55,7 @@ private:
 
     Handlers handlers_;
     IconSource iconSource_;
+    MenuEntries menuEntries_;
     ManagerSelections* selections_;
     std::unique_ptr<StatusNotifierHost> notifierHost_;
     Kind kind_ = Kind::none;
