@@ -40,18 +40,22 @@ bool takesConnections(const std::filesystem::path& path) {
 
 } // namespace
 
-PrivateBus::PrivateBus(std::filesystem::path folder)
+PrivateBus::PrivateBus(std::filesystem::path folder, const Activation& activation)
     : folder_(std::move(folder)) {
     std::filesystem::remove(folder_ / "bus");
+    const std::string services =
+        activation.services.empty()
+            ? std::string()
+            : "  <servicedir>" + activation.services.string() + "</servicedir>\n";
     std::ofstream(folder_ / "bus.conf")
         << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig>\n"
            "  <type>session</type>\n"
            "  <listen>"
-        << address()
-        << "</listen>\n"
-           "  <auth>EXTERNAL</auth>\n"
+        << address() << "</listen>\n"
+        << services
+        << "  <auth>EXTERNAL</auth>\n"
            "  <policy context=\"default\">\n"
            "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
            "    <allow eavesdrop=\"true\"/>\n"
@@ -61,7 +65,7 @@ PrivateBus::PrivateBus(std::filesystem::path folder)
     daemon_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{"dbus-daemon", "--nofork",
                                  "--config-file=" + (folder_ / "bus.conf").string()},
-        EnvironmentChanges{}, folder_ / "bus.log");
+        activation.environment, folder_ / "bus.log");
     if (!waitFor([this] { return takesConnections(folder_ / "bus"); })) {
         throw std::runtime_error("the bus does not start; see " + (folder_ / "bus.log").string());
     }

@@ -5,15 +5,27 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace tandrel::test {
 
-/// A D-Bus session bus of the test's own, without any service that could be started on demand.
+/// A D-Bus session bus of the test's own, without any service that could be started on demand but
+/// those that a test names.
 class PrivateBus {
 public:
+    /// Services that the bus starts on demand.
+    struct Activation {
+        /// The folder of their descriptions; none when empty.
+        std::filesystem::path services;
+        /// What they find in their environment.
+        EnvironmentChanges environment;
+    };
+
     /// Starts the bus in `folder`, which exists and has a short path, and waits until it takes
     /// connections; throws std::runtime_error when it does not within 10 s.
-    explicit PrivateBus(std::filesystem::path folder);
+    explicit PrivateBus(std::filesystem::path folder)
+        : PrivateBus(std::move(folder), Activation{}) {}
+    PrivateBus(std::filesystem::path folder, const Activation& activation);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
