@@ -1,9 +1,9 @@
 # Sourced by scripts that need a desktop session of their own on a machine without a display.
 
-# start_private_desktop FOLDER: starts a screen that nobody sees, a session bus, a window manager, a
-# panel for tray icons, an unlocked keyring and assistive technology, and exports what programs need
-# to find them. FOLDER exists and has a short path. Appends to the array DESKTOP_PIDS, in the order
-# of their start.
+# start_private_desktop FOLDER [SERVICES]: starts a screen that nobody sees, a session bus, a window
+# manager, a panel for tray icons, an unlocked keyring and assistive technology, and exports what
+# programs need to find them. FOLDER exists and has a short path; SERVICES is where the bus finds what
+# it starts on demand. Appends to the array DESKTOP_PIDS, in the order of their start.
 start_private_desktop() {
     local folder=$1
     mkdir -p "$folder/run" "$folder/keyring/control"
@@ -11,13 +11,15 @@ start_private_desktop() {
     unset WAYLAND_DISPLAY XAUTHORITY SESSION_MANAGER XDG_CURRENT_DESKTOP
     export XDG_RUNTIME_DIR=$folder/run LC_ALL=C.UTF-8
 
-    # No services that are started on demand: nothing of the machine's is reached by accident.
+    # Without SERVICES none are started on demand: nothing of the machine's is reached by accident.
+    local services=${2:+<servicedir>$2</servicedir>}
     cat >"$folder/bus.conf" <<XML
 <!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
   <listen>unix:path=$folder/bus</listen>
+  $services
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
