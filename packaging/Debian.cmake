@@ -36,4 +36,7 @@ string(JOIN ", " CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "qt6-gtk-platformtheme | qt6-xdgdesktopportal-platformtheme"
     "qt6-wayland")
 
+# The proxies of the desktop's settings, for GNOME and for KDE.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libproxy1-plugin-gsettings, libproxy1-plugin-kconfig")
+
 include(CPack)
