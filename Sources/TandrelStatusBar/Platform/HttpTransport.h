@@ -3,6 +3,8 @@
 #include "Foundation/Handle.h"
 #include "Foundation/Result.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -12,16 +14,40 @@
 
 namespace tandrel {
 
+/// Where the answers to a request may send it on to.
+enum class HttpRedirects {
+    /// The same scheme, host and port, so that headers and body never leave them.
+    withinOrigin,
+    /// Any place that https reaches; from plain http on this machine also plain http on this
+    /// machine. For requests that hold nothing of the user's.
+    secure,
+};
+
+/// Takes the body of an answer part by part, of at most 64 KiB. The next part comes once `taken`
+/// was called, on the main thread and later than the sink; until then the sender waits. The sink
+/// does not destroy the exchange. Main thread.
+using HttpBodySink = std::function<void(std::string part, std::function<void()> taken)>;
+
 /// One request as it goes out. `url` is absolute and valid (see `isValidUrl`); its bytes are sent
 /// as they stand.
 struct HttpRequest {
+    /// What most answers never come near.
+    static constexpr std::size_t usualMaxBodySize = std::size_t{1024} * 1024;
+
     std::string method;
     std::string url;
     std::vector<std::pair<std::string, std::string>> headers;
     std::optional<std::string> body;
+
+    HttpRedirects redirects = HttpRedirects::withinOrigin;
+    /// Bytes, unpacked; a longer body is refused.
+    std::uint64_t maxBodySize = usualMaxBodySize;
+    /// When set, it gets the body of an answer with status 200, and `HttpResponse::body` is empty.
+    HttpBodySink sink = nullptr;
 };
 
-/// A complete answer: final status (redirects within the origin already followed) and whole body.
+/// A complete answer: final status (the redirects that the request allows already followed) and
+/// whole body.
 struct HttpResponse {
     int statusCode = 0;
     std::string body;

@@ -64,6 +64,10 @@ bool isSameOrigin(const QUrl& left, const QUrl& right) {
            portOf(left) == portOf(right);
 }
 
+bool isPlainLoopback(const QUrl& url) {
+    return url.scheme() == QLatin1String("http") && ProxyLookup::isLoopback(url);
+}
+
 bool isRedirect(int status) {
     return (status >= 301 && status <= 303) || status == 307 || status == 308;
 }
@@ -125,7 +129,11 @@ void QtHttpExchange::start() {
         return;
     }
     url_.setUserInfo({});
-    idleTimer_.start();
+    lookUpProxies();
+}
+
+void QtHttpExchange::lookUpProxies() {
+    restartIdleTimer();
     if (ProxyLookup::isLoopback(url_)) {
         sendThrough({QNetworkProxy(QNetworkProxy::NoProxy)});
     } else {
@@ -171,7 +179,7 @@ void QtHttpExchange::sendRequest() {
     reply_.reset(reply);
     reply_->setReadBufferSize(readBufferSize);
     connectReply();
-    idleTimer_.start();
+    restartIdleTimer();
 }
 
 QNetworkRequest QtHttpExchange::makeRequest() const {
@@ -201,11 +209,11 @@ QNetworkRequest QtHttpExchange::makeRequest() const {
 
 void QtHttpExchange::connectReply() {
     const QNetworkReply* const reply = reply_.get();
-    const auto restartIdleTimer = [this] { idleTimer_.start(); };
-    QObject::connect(reply, &QNetworkReply::metaDataChanged, &context_, restartIdleTimer);
-    QObject::connect(reply, &QNetworkReply::uploadProgress, &context_, restartIdleTimer);
+    const auto serverIsActive = [this] { restartIdleTimer(); };
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, &context_, serverIsActive);
+    QObject::connect(reply, &QNetworkReply::uploadProgress, &context_, serverIsActive);
     QObject::connect(reply, &QNetworkReply::readyRead, &context_, [this] {
-        idleTimer_.start();
+        restartIdleTimer();
         static_cast<void>(readBody());
     });
     QObject::connect(reply, &QNetworkReply::sslErrors, &context_,
@@ -218,19 +226,51 @@ void QtHttpExchange::connectReply() {
 }
 
 bool QtHttpExchange::readBody() {
-    while (reply_->bytesAvailable() > 0) {
+    const bool isForSink = request_.sink && statusOf(*reply_) == 200;
+    while (!sinkIsBusy_ && reply_->bytesAvailable() > 0) {
         const QByteArray part = reply_->read(readBufferSize);
         if (part.isEmpty()) {
             break;
         }
-        if (body_.size() + static_cast<std::size_t>(part.size()) > QtHttpTransport::maxBodySize) {
+        received_ += static_cast<std::uint64_t>(part.size());
+        if (received_ > request_.maxBodySize) {
             finish(TransportError{TransportError::Kind::tooLarge,
                                   "The server's answer is too large."});
             return false;
         }
-        body_.append(part.constData(), static_cast<std::size_t>(part.size()));
+        if (isForSink) {
+            handToSink(part.toStdString());
+        } else {
+            body_.append(part.constData(), static_cast<std::size_t>(part.size()));
+        }
     }
     return true;
+}
+
+void QtHttpExchange::handToSink(std::string part) {
+    sinkIsBusy_ = true;
+    // The server is not to blame for what the sink takes.
+    idleTimer_.stop();
+    request_.sink(std::move(part), lifetime_.guard([this] { sinkHasTaken(); }));
+}
+
+void QtHttpExchange::sinkHasTaken() {
+    sinkIsBusy_ = false;
+    if (!completion_ || isEnding_) {
+        return;
+    }
+    restartIdleTimer();
+    if (replyHasFinished_) {
+        replyFinished();
+    } else {
+        static_cast<void>(readBody());
+    }
+}
+
+void QtHttpExchange::restartIdleTimer() {
+    if (!sinkIsBusy_) {
+        idleTimer_.start();
+    }
 }
 
 void QtHttpExchange::replyFinished() {
@@ -243,7 +283,14 @@ void QtHttpExchange::replyFinished() {
         finish(transportError(error, tlsReason_, isProxied()));
         return;
     }
-    if (!readBody() || followRedirect(status)) {
+    if (!readBody()) {
+        return;
+    }
+    if (sinkIsBusy_) {
+        replyHasFinished_ = true;
+        return;
+    }
+    if (followRedirect(status)) {
         return;
     }
     finish(HttpResponse{status, std::move(body_)});
@@ -259,15 +306,27 @@ bool QtHttpExchange::followRedirect(int status) {
         return false;
     }
     target = url_.resolved(target);
-    if (!isSameOrigin(url_, target) || !target.userInfo().isEmpty()) {
+    if (!mayLeadTo(target)) {
         return false;
     }
     ++redirects_;
     url_ = target;
     body_.clear();
+    received_ = 0;
     adaptToRedirect(request_, status);
-    sendRequest();
+    lookUpProxies();
     return true;
+}
+
+bool QtHttpExchange::mayLeadTo(const QUrl& target) const {
+    if (!target.userInfo().isEmpty()) {
+        return false;
+    }
+    if (request_.redirects == HttpRedirects::withinOrigin) {
+        return isSameOrigin(url_, target);
+    }
+    return target.scheme() == QLatin1String("https") ||
+           (isPlainLoopback(url_) && isPlainLoopback(target));
 }
 
 void QtHttpExchange::cancel() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Foundation/Lifetime.h"
 #include "Platform/HttpTransport.h"
 #include "Platform/Qt/ProxyLookup.h"
 
@@ -14,6 +15,7 @@
 #include <QUrl>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -49,16 +51,23 @@ private:
     /// Null when the request can go out byte for byte as it is.
     [[nodiscard]] const char* whyUnsendable(const std::string& url) const;
     [[nodiscard]] bool isProxied() const { return proxy_.type() != QNetworkProxy::NoProxy; }
+    void lookUpProxies();
     void sendThrough(const QList<QNetworkProxy>& proxies);
     void sendRequest();
     [[nodiscard]] QNetworkRequest makeRequest() const;
     void connectReply();
-    /// False when the body grew too large, which ends the exchange.
+    /// Reads what has come, as far as the sink keeps up. False when the body grew too large, which
+    /// ends the exchange.
     [[nodiscard]] bool readBody();
+    void handToSink(std::string part);
+    void sinkHasTaken();
     void replyFinished();
+    [[nodiscard]] bool mayLeadTo(const QUrl& target) const;
     [[nodiscard]] bool followRedirect(int status);
     void finish(Outcome outcome);
     void finishLater(Outcome outcome);
+    /// The server has its turn: it may stay idle so long, and no longer.
+    void restartIdleTimer();
 
     Network network_;
     HttpRequest request_;
@@ -69,6 +78,10 @@ private:
     QUrl url_;
     int redirects_ = 0;
     std::string body_;
+    std::uint64_t received_ = 0;
+    bool sinkIsBusy_ = false;
+    /// The reply ended while the sink was busy.
+    bool replyHasFinished_ = false;
     QString tlsReason_;
     Handle proxyLookup_;
     QNetworkProxy proxy_{QNetworkProxy::NoProxy};
@@ -76,6 +89,7 @@ private:
     /// What delayed calls are bound to: they go with this exchange.
     QObject context_;
     std::unique_ptr<QNetworkReply, ReplyEnder> reply_{nullptr, ReplyEnder{&context_}};
+    Lifetime lifetime_;
 };
 
 } // namespace tandrel

@@ -18,11 +18,10 @@ namespace tandrel {
 /// HTTP/1.1 by Qt's network stack, through the system's proxies. Main thread, with an event loop;
 /// names, connections and TLS are dealt with on threads of Qt's.
 ///
-/// Redirects are followed within the origin of the request only, so that its headers and body never
-/// leave it; the answer to any other redirect is its own status. No cookies, cache or stored
-/// passwords. A reply of more than 1 MiB, unpacked, fails with `tooLarge`; a server that sends and
-/// takes nothing for the idle limit, with `timedOut`. Qt itself repeats a request, at most three
-/// times, when a connection breaks before any of the answer has come.
+/// The answer to a redirect that the request does not allow is its own status. No cookies, cache or
+/// stored passwords. A reply of more than the request allows, unpacked, fails with `tooLarge`; a
+/// server that sends and takes nothing for the idle limit, with `timedOut`. Qt itself repeats a
+/// request, at most three times, when a connection breaks before any of the answer has come.
 class QtHttpTransport : public HttpTransport {
 public:
     struct Options {
@@ -31,7 +30,7 @@ public:
         std::vector<std::filesystem::path> extraAuthorities;
     };
 
-    static constexpr std::size_t maxBodySize = std::size_t{1024} * 1024;
+    static constexpr std::size_t maxBodySize = HttpRequest::usualMaxBodySize;
     static constexpr int maxRedirects = 16;
 
     QtHttpTransport();
