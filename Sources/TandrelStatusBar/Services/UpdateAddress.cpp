@@ -1,0 +1,48 @@
+#include "Services/UpdateAddress.h"
+
+#include "Foundation/UrlSyntax.h"
+#include "Models/Appcast.h"
+
+#include <algorithm>
+
+namespace tandrel {
+
+namespace {
+
+/// What stands between "//" and the path, of a valid URL.
+std::string_view authorityOf(std::string_view url) {
+    url.remove_prefix(url.find("://") + 3);
+    return url.substr(0, url.find_first_of("/?#"));
+}
+
+} // namespace
+
+bool isPlainLoopback(std::string_view url) {
+    if (!isValidUrl(url) || !url.starts_with("http://")) {
+        return false;
+    }
+    const std::string_view authority = authorityOf(url);
+    if (authority.find('@') != std::string_view::npos) {
+        return false;
+    }
+    const std::string_view host = authority.starts_with('[')
+                                      ? authority.substr(0, authority.find(']') + 1)
+                                      : authority.substr(0, authority.find(':'));
+    // Four numbers, so that no name that begins like an address counts as one.
+    const bool isIPv4Loopback =
+        host.starts_with("127.") &&
+        std::all_of(host.begin(), host.end(),
+                    [](char c) { return c == '.' || (c >= '0' && c <= '9'); }) &&
+        std::count(host.begin(), host.end(), '.') == 3;
+    return isIPv4Loopback || host == "localhost" || host == "[::1]";
+}
+
+bool mayFollow(std::string_view url, std::string_view feedURL) {
+    if (url.size() > appcast::maxAddressLength || !isValidUrl(url) ||
+        authorityOf(url).find('@') != std::string_view::npos) {
+        return false;
+    }
+    return url.starts_with("https://") || (isPlainLoopback(feedURL) && isPlainLoopback(url));
+}
+
+} // namespace tandrel
