@@ -5,10 +5,12 @@
 #include "BuildConfig.h"
 #include "DebugLog.h"
 #include "LoginStartEntry.h"
+#include "Platform/Desktop/ColorSchemeFollower.h"
 #include "Platform/Desktop/ManagerSelections.h"
 #include "Platform/Desktop/PackageManagedUpdater.h"
 #include "Platform/Desktop/PopoverPlacement.h"
 #include "Platform/Desktop/PopoverWindow.h"
+#include "Platform/Desktop/ScreenWatch.h"
 #include "Platform/Desktop/TrayStatusItem.h"
 #include "Platform/Desktop/WindowActivation.h"
 #include "Platform/Linux/XdgAutostart.h"
@@ -68,6 +70,7 @@ TandrelStatusBarApp::InitLine::InitLine() {
 TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, Start start,
                                          const QDBusConnection& sessionBus)
     : addresses_(std::move(addresses))
+    , sessionBus_(sessionBus)
     , delegate_(AppState::shared(), clock_,
                 {[this] { activate(); }, [this] { return statusItem_ != nullptr; },
                  [this] { openPopover(); }})
@@ -120,11 +123,15 @@ bool TandrelStatusBarApp::createContent() {
     }
     QApplication::setWindowIcon(
         QIcon::fromTheme(QStringLiteral("com.quorvane.Tandrel"), QIcon(applicationImage(48, 2.0))));
+    colors_ = std::make_unique<ColorSchemeFollower>(sessionBus_);
     popover_ = std::make_unique<PopoverWindow>(
         content_->makeCard(), [this] { return hasCompositor(); },
         [this](bool isVisible) { return content_->setShadowVisible(isVisible); });
     QObject::connect(popover_.get(), &PopoverWindow::closedByDeactivation, popover_.get(),
                      [this] { toggle_.closedByItself(PopoverToggle::TimePoint::clock::now()); });
+    screens_ = std::make_unique<ScreenWatch>();
+    QObject::connect(screens_.get(), &ScreenWatch::changed, popover_.get(),
+                     [this] { popover_->follow(situation()); });
     content_->setOnStatus([this](const AppContent::Status& status) {
         statusItem_->setToolTip(QString::fromStdString(status.text));
         statusItem_->setStreaming(status.isStreaming);

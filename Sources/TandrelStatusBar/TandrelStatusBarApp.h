@@ -21,8 +21,10 @@ class QDBusConnection;
 namespace tandrel {
 
 class AppContent;
+class ColorSchemeFollower;
 class ManagerSelections;
 class PopoverWindow;
+class ScreenWatch;
 class StatusItem;
 struct PopoverSituation;
 
@@ -42,6 +44,7 @@ public:
     /// shows no window by itself.
     enum class Start { byUser, inBackground };
 
+    /// `sessionBus` must outlive the program's object.
     TandrelStatusBarApp(Addresses addresses, Start start, const QDBusConnection& sessionBus);
     TandrelStatusBarApp(const TandrelStatusBarApp&) = delete;
     TandrelStatusBarApp& operator=(const TandrelStatusBarApp&) = delete;
@@ -71,6 +74,7 @@ private:
 
     InitLine initLine_;
     Addresses addresses_;
+    const QDBusConnection& sessionBus_;
     QtClock clock_;
     AppDelegate delegate_;
     DesktopUrlOpener urlOpener_;
@@ -86,7 +90,9 @@ private:
     Handle loading_;
     // In this order: the popover's card shows what the content holds.
     std::unique_ptr<AppContent> content_;
+    std::unique_ptr<ColorSchemeFollower> colors_;
     std::unique_ptr<PopoverWindow> popover_;
+    std::unique_ptr<ScreenWatch> screens_;
 };
 
 } // namespace tandrel

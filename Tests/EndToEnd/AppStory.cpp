@@ -29,7 +29,11 @@ std::filesystem::path traceFolder() {
 } // namespace
 
 void AppStory::SetUpTestSuite() {
-    desktop_ = std::make_unique<PrivateDesktop>();
+    setUpOn(PrivateDesktop::Screen::x11);
+}
+
+void AppStory::setUpOn(PrivateDesktop::Screen screen) {
+    desktop_ = std::make_unique<PrivateDesktop>(PrivateDesktop::Accessibility::on, screen);
     backend_ = std::make_unique<DevBackend>();
 }
 
@@ -167,7 +171,7 @@ void AppStory::checkOutput() {
 void AppStory::keepTraces() {
     const auto folder = traceFolder();
     std::filesystem::create_directories(folder);
-    desktop_->display().saveScreenshot(folder / "screen.png");
+    desktop_->saveScreenshot(folder / "screen.png");
     if (app_) {
         std::ofstream(folder / "output") << app_->output();
         std::ofstream(folder / "debug.log") << app_->debugLog();

@@ -20,6 +20,8 @@ namespace tandrel::test {
 class AppStory : public testing::Test {
 protected:
     static void SetUpTestSuite();
+    /// What SetUpTestSuite does, on a screen of another kind.
+    static void setUpOn(PrivateDesktop::Screen screen);
     static void TearDownTestSuite();
     void SetUp() override;
     void TearDown() override;

@@ -154,5 +154,34 @@ TEST_F(PopoverWindowTest, AnOpenOneKeepsItsPlaceWhenOpenedAgain) {
     EXPECT_TRUE(window_.windowFlags().testFlag(Qt::FramelessWindowHint));
 }
 
+TEST_F(PopoverWindowTest, GoesToTheScreenThatIsLeftAndKeepsItsSize) {
+    const PopoverSituation left{{}, {}, {{QRect(0, 0, 500, 400), QRect(0, 30, 500, 370)}}};
+    for (const bool hasCompositor : {false, true}) {
+        hasCompositor_ = hasCompositor;
+        window_.close();
+        open(Kind::popover);
+        ASSERT_FALSE(left.screens.front().available.contains(window_.geometry()));
+        const QSize size = window_.size();
+        window_.follow(left);
+        const QRect card = window_.geometry().marginsRemoved(hasShadow_ ? shadow : QMargins());
+        EXPECT_TRUE(left.screens.front().available.contains(card));
+        EXPECT_EQ(window_.size(), size);
+        EXPECT_TRUE(window_.isVisible());
+    }
+}
+
+TEST_F(PopoverWindowTest, SurvivesThatThereIsNoScreenLeft) {
+    open(Kind::popover);
+    window_.follow({});
+    EXPECT_TRUE(window_.isVisible());
+    window_.follow(situation);
+    EXPECT_GT(window_.geometry().bottom(), 550);
+}
+
+TEST_F(PopoverWindowTest, AClosedOneStaysClosedWhateverTheScreensDo) {
+    window_.follow(situation);
+    EXPECT_FALSE(window_.isVisible());
+}
+
 } // namespace
 } // namespace tandrel

@@ -223,6 +223,16 @@ void AccessibleApp::press(const std::string& role, const std::string& name) {
     throw std::runtime_error("cannot be pressed: " + wanted(role, name));
 }
 
+void AccessibleApp::setText(const std::string& role, const std::string& name,
+                            const std::string& text) {
+    const auto answer = bus_.call(
+        service_, pathOf(awaitEnabled(role, name)), QStringLiteral("org.a11y.atspi.EditableText"),
+        QStringLiteral("SetTextContents"), {QString::fromStdString(text)});
+    if (answer.isEmpty() || !answer.front().toBool()) {
+        throw std::runtime_error("takes no text: " + wanted(role, name));
+    }
+}
+
 void AccessibleApp::grabFocus(const AccessibleElement& element) {
     (void)bus_.call(service_, pathOf(element), component, QStringLiteral("GrabFocus"));
 }

@@ -48,6 +48,8 @@ public:
 
     /// Waits until the button can be used and presses it as assistive technology does.
     void press(const std::string& role, const std::string& name);
+    /// Puts `text` into a field as assistive technology does.
+    void setText(const std::string& role, const std::string& name, const std::string& text);
     void grabFocus(const AccessibleElement& element);
     /// Where it is on the screen.
     [[nodiscard]] AccessibleElement::Rectangle extents(const AccessibleElement& element) const;

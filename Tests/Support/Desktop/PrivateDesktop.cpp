@@ -22,37 +22,45 @@ std::filesystem::path newFolder() {
 
 } // namespace
 
-PrivateDesktop::PrivateDesktop(Accessibility accessibility)
+PrivateDesktop::PrivateDesktop(Accessibility accessibility, Screen screen)
     : folder_(newFolder())
     , bus_(std::make_unique<PrivateBus>(folder_)) {
     if (accessibility == Accessibility::on) {
         accessibility_ = std::make_unique<AccessibilityBus>(*bus_, folder_ / "a11y");
     }
-    display_ = std::make_unique<VirtualDisplay>(folder_);
-    windowManager_ =
-        std::make_unique<ChildProcess>(std::vector<std::string>{"openbox", "--sm-disable"},
-                                       clientEnvironment(), folder_ / "windows.log");
-    input_ = std::make_unique<InputDevices>(*display_);
     writeBrowser();
-    if (!waitUntil([this] { return display_->hasRootProperty("_NET_SUPPORTING_WM_CHECK"); },
-                   std::chrono::seconds(10))) {
-        throw std::runtime_error("no window manager; see " + (folder_ / "windows.log").string());
+    if (screen == Screen::x11) {
+        startX11();
+    } else {
+        wayland_ = std::make_unique<WaylandDisplay>(folder_);
     }
     if (accessibility_) {
         accessibility_->awaitReady();
     }
 }
 
+void PrivateDesktop::startX11() {
+    display_ = std::make_unique<VirtualDisplay>(folder_);
+    windowManager_ =
+        std::make_unique<ChildProcess>(std::vector<std::string>{"openbox", "--sm-disable"},
+                                       clientEnvironment(), folder_ / "windows.log");
+    input_ = std::make_unique<InputDevices>(*display_);
+    if (!waitUntil([this] { return display_->hasRootProperty("_NET_SUPPORTING_WM_CHECK"); },
+                   std::chrono::seconds(10))) {
+        throw std::runtime_error("no window manager; see " + (folder_ / "windows.log").string());
+    }
+}
+
 PrivateDesktop::~PrivateDesktop() = default;
 
 EnvironmentChanges PrivateDesktop::clientEnvironment() const {
-    EnvironmentChanges environment = display_->clientEnvironment();
+    EnvironmentChanges environment =
+        wayland_ ? wayland_->clientEnvironment() : display_->clientEnvironment();
     environment.merge(bus_->clientEnvironment());
     const char* path = std::getenv("PATH");
     environment["PATH"] =
         (folder_ / "bin").string() + ':' + (path != nullptr ? path : "/usr/bin:/bin");
     environment["PULSE_SERVER"] = "unix:/nonexistent";
-    environment["QT_QPA_PLATFORM"] = "xcb";
     // Nothing of the user's own desktop decides how the program looks or speaks.
     for (const char* name :
          {"AT_SPI_BUS_ADDRESS", "QT_STYLE_OVERRIDE", "QT_QPA_PLATFORMTHEME", "QT_SCALE_FACTOR",
@@ -90,6 +98,10 @@ void PrivateDesktop::stopTray() {
     xEmbedTray_.reset();
     statusNotifierTray_.reset();
     bus_->awaitRelease("org.kde.StatusNotifierWatcher");
+}
+
+bool PrivateDesktop::saveScreenshot(const std::filesystem::path& file) const {
+    return wayland_ ? wayland_->saveScreenshot(file) : display_->saveScreenshot(file);
 }
 
 void PrivateDesktop::writeBrowser() const {

@@ -5,6 +5,7 @@
 #include "Support/Desktop/InputDevices.h"
 #include "Support/Desktop/StatusNotifierTray.h"
 #include "Support/Desktop/VirtualDisplay.h"
+#include "Support/Desktop/WaylandDisplay.h"
 #include "Support/Desktop/XEmbedTray.h"
 #include "Support/PrivateBus.h"
 #include "Support/PrivateKeyring.h"
@@ -24,9 +25,12 @@ class PrivateDesktop {
 public:
     /// Whether programs are told that somebody uses assistive technology, which has a price.
     enum class Accessibility { on, off };
+    /// The window system. On Wayland there is neither keyboard nor pointer.
+    enum class Screen { x11, wayland };
 
     /// Starts screen, window manager and buses.
-    explicit PrivateDesktop(Accessibility accessibility = Accessibility::on);
+    explicit PrivateDesktop(Accessibility accessibility = Accessibility::on,
+                            Screen screen = Screen::x11);
     ~PrivateDesktop();
     PrivateDesktop(const PrivateDesktop&) = delete;
     PrivateDesktop& operator=(const PrivateDesktop&) = delete;
@@ -35,6 +39,7 @@ public:
     [[nodiscard]] EnvironmentChanges clientEnvironment() const;
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    /// Only on X11.
     [[nodiscard]] const VirtualDisplay& display() const { return *display_; }
     [[nodiscard]] const InputDevices& input() const { return *input_; }
     [[nodiscard]] const PrivateBus& bus() const { return *bus_; }
@@ -50,16 +55,21 @@ public:
     /// Ends the panel, of whichever kind.
     void stopTray();
 
+    /// Saves the whole screen as a PNG file; whether that worked.
+    bool saveScreenshot(const std::filesystem::path& file) const;
+
     /// The addresses that the browser was asked to open, in order.
     [[nodiscard]] std::vector<std::string> openedPages() const;
     void forgetOpenedPages();
 
 private:
+    void startX11();
     void writeBrowser() const;
 
     std::filesystem::path folder_;
     std::unique_ptr<PrivateBus> bus_;
     std::unique_ptr<AccessibilityBus> accessibility_;
+    std::unique_ptr<WaylandDisplay> wayland_;
     std::unique_ptr<VirtualDisplay> display_;
     std::unique_ptr<ChildProcess> windowManager_;
     std::unique_ptr<InputDevices> input_;

@@ -77,7 +77,10 @@ VirtualDisplay::VirtualDisplay(std::filesystem::path folder)
 }
 
 EnvironmentChanges VirtualDisplay::clientEnvironment() const {
-    return {{"DISPLAY", name_}, {"WAYLAND_DISPLAY", ""}, {"XAUTHORITY", ""}};
+    return {{"DISPLAY", name_},
+            {"WAYLAND_DISPLAY", ""},
+            {"XAUTHORITY", ""},
+            {"QT_QPA_PLATFORM", "xcb"}};
 }
 
 bool VirtualDisplay::saveScreenshot(const std::filesystem::path& file) const {

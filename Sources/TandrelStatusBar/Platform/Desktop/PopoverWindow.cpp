@@ -60,6 +60,13 @@ void PopoverWindow::open(Kind kind, const PopoverSituation& situation) {
     bringToFront();
 }
 
+void PopoverWindow::follow(const PopoverSituation& situation) {
+    if (isVisible()) {
+        situation_ = situation;
+        fitContent();
+    }
+}
+
 void PopoverWindow::prepare(Kind kind) {
     const bool isTranslucent = kind == Kind::popover && hasCompositor_();
     if (kind != kind_ || isTranslucent != testAttribute(Qt::WA_TranslucentBackground)) {

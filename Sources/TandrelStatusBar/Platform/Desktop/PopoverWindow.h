@@ -34,6 +34,8 @@ public:
 
     /// Shows it in front. An open one is brought to the front, where and as it is.
     void open(Kind kind, const PopoverSituation& situation);
+    /// Moves an open popover to where it belongs now that screens have come, gone or changed.
+    void follow(const PopoverSituation& situation);
 
 Q_SIGNALS:
     /// Another window became active, so the popover closed.

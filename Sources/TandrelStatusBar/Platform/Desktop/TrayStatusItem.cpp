@@ -4,6 +4,7 @@
 #include "Platform/Desktop/StatusNotifierHost.h"
 
 #include <QDBusConnection>
+#include <QEvent>
 #include <QMenu>
 #include <QSystemTrayIcon>
 
@@ -71,8 +72,18 @@ void TrayStatusItem::createIcon(Kind kind) {
     icon_->show();
 }
 
+bool TrayStatusItem::eventFilter(QObject* watched, QEvent* event) {
+    // The panel keeps a picture in the old colours until it is told of a new one.
+    if (watched == menu_.get() && event->type() == QEvent::PaletteChange) {
+        icon_->setIcon(iconSource_(isStreaming_));
+    }
+    return false;
+}
+
 void TrayStatusItem::createMenu() {
     menu_ = std::make_unique<QMenu>();
+    // As a widget it hears of the palette.
+    menu_->installEventFilter(this);
     connect(menu_->addAction(QStringLiteral("Open Quorvane Tandrel")), &QAction::triggered, this,
             [this] { handlers_.openChosen(); });
     menu_->addSeparator();

@@ -45,6 +45,9 @@ public:
     void setToolTip(const QString& text) override;
     void setStreaming(bool isStreaming) override;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     enum class Kind { none, statusNotifier, xembed };
 

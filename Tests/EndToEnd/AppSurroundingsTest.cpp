@@ -1,0 +1,164 @@
+#include "EndToEnd/AppStory.h"
+#include "Support/Desktop/SettingsPortal.h"
+#include "Support/WaitUntil.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace tandrel::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// What changes around the program while it runs: colours, screens, the clock, sleep.
+class AppSurroundings : public AppStory {
+protected:
+    /// How bright the popover's heading is, 0 to 1.
+    double brightness() {
+        const auto area = interface().extents(interface().await(role::button, "Sign In"));
+        const auto picture = app().home() / "screen.png";
+        EXPECT_TRUE(desktop().saveScreenshot(picture));
+        // Beside the button, where the card shows.
+        const std::string strip =
+            "300x8+" + std::to_string(area.x) + '+' + std::to_string(area.y + area.height + 4);
+        const auto mean = ChildProcess::run(
+            {"convert", picture.string(), "-crop", strip, "-format", "%[fx:mean]", "info:"}, {});
+        return std::stod(mean.text);
+    }
+    [[nodiscard]] bool comesToBe(bool isDark) {
+        return waitUntil([&] { return (brightness() < 0.5) == isDark; });
+    }
+    [[nodiscard]] static std::int64_t polls() { return backend().requestCount("pending"); }
+    /// Waits for poll number `number`.
+    static void awaitPoll(std::int64_t number) {
+        EXPECT_TRUE(waitUntil([&] { return polls() >= number; }));
+    }
+    static void arrangeScreens(const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"xrandr"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(ChildProcess::run(command, desktop().clientEnvironment()).exitCode, 0);
+    }
+};
+
+TEST_F(AppSurroundings, ADarkDesktopMakesThePopoverDarkAndItFollowsWhileItIsOpen) {
+    SettingsPortal portal(desktop().bus().address(), SettingsPortal::dark);
+    startWithPopover();
+    EXPECT_TRUE(comesToBe(true));
+    const auto news = app().home() / "news";
+    const ChildProcess monitor(
+        {"dbus-monitor", "--address", desktop().bus().address(), "type='signal',member='NewIcon'"},
+        {}, news);
+    const auto heard = [&](const std::string& text) {
+        std::ifstream file(news);
+        const std::string all{std::istreambuf_iterator<char>(file), {}};
+        return all.find(text) != std::string::npos;
+    };
+    ASSERT_TRUE(waitUntil([&] { return heard("NameAcquired"); }));
+    portal.set(SettingsPortal::light);
+    EXPECT_TRUE(comesToBe(false));
+    EXPECT_TRUE(waitUntil([&] { return heard("member=NewIcon"); }))
+        << "the panel goes on showing the icon in the old colours";
+}
+
+TEST_F(AppSurroundings, AScreenThatGoesOrShrinksLeavesThePopoverOnTheScreen) {
+    const auto liesWithin = [this](int width, int height) {
+        return waitUntil([&] {
+            const auto area = interface().extents(interface().await(role::button, "Sign In"));
+            return area.x > 0 && area.x + area.width < width && area.y > 0 &&
+                   area.y + area.height < height;
+        });
+    };
+    arrangeScreens({"--setmonitor", "left", "640/160x800/200+0+0", "screen"});
+    arrangeScreens({"--setmonitor", "right", "640/160x800/200+640+0", "none"});
+    // The popover opens where the pointer is at the click.
+    input().moveTo(1200, 700);
+    startWithPopover();
+    EXPECT_GT(interface().extents(interface().await(role::button, "Sign In")).x, 640);
+    arrangeScreens({"--delmonitor", "right"});
+    EXPECT_TRUE(liesWithin(640, 800));
+    arrangeScreens({"--delmonitor", "left"});
+    arrangeScreens(
+        {"--newmode", "small", "0", "500", "500", "500", "500", "400", "400", "400", "400"});
+    arrangeScreens({"--addmode", "screen", "small"});
+    arrangeScreens({"--output", "screen", "--mode", "small"});
+    EXPECT_TRUE(liesWithin(500, 400));
+    arrangeScreens({"--output", "screen", "--mode", "1280x800"});
+}
+
+/// The wall clock of the app, ahead of the machine's by as much as the test says.
+class SetClock {
+public:
+    explicit SetClock(std::filesystem::path file)
+        : file_(std::move(file)) {
+        set(std::chrono::seconds(0));
+    }
+    void set(std::chrono::seconds ahead) const {
+        const std::int64_t count = ahead.count();
+        // In place: the app looks at this very file.
+        std::fstream file(file_, std::filesystem::exists(file_)
+                                     ? std::ios::in | std::ios::out | std::ios::binary
+                                     : std::ios::out | std::ios::binary);
+        file.write(reinterpret_cast<const char*>(&count), sizeof count);
+    }
+    [[nodiscard]] const std::filesystem::path& file() const { return file_; }
+
+private:
+    std::filesystem::path file_;
+};
+
+/// The day that it is when the clock is `ahead`, as log lines begin with it.
+std::string dayOf(std::chrono::seconds ahead) {
+    const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + ahead);
+    std::string text(11, '\0');
+    text.resize(std::strftime(text.data(), text.size(), "%Y-%m-%d", std::gmtime(&now)));
+    return text;
+}
+
+TEST_F(AppSurroundings, AClockThatIsSetChangesTheLogsStampsAndNothingElse) {
+    const SetClock clock(desktop().folder() / "clock");
+    environment["TANDREL_TEST_CLOCK"] = clock.file().string();
+    // The first comes with the sign-in.
+    auto poll = polls() + 1;
+    startWithPopover();
+    signIn();
+    awaitPoll(poll);
+    for (const auto ahead : {std::chrono::hours(72), std::chrono::hours(-72)}) {
+        const auto lastPoll = std::chrono::steady_clock::now();
+        clock.set(ahead);
+        awaitPoll(++poll);
+        EXPECT_GT(std::chrono::steady_clock::now() - lastPoll, milliseconds(2500));
+        EXPECT_TRUE(app().waitForLog(dayOf(ahead))) << app().debugLog();
+    }
+    EXPECT_LT(slowestAnswer(milliseconds(200)), milliseconds(500));
+}
+
+TEST_F(AppSurroundings, AfterASleepItPollsOnceAndThenAtItsUsualPace) {
+    // The first comes with the sign-in.
+    const auto before = polls() + 1;
+    startWithPopover();
+    signIn();
+    awaitPoll(before);
+    app().process().signal(SIGSTOP);
+    // More than an interval: a timer falls due while it sleeps.
+    std::this_thread::sleep_for(milliseconds(3500));
+    ASSERT_EQ(polls(), before);
+    app().process().signal(SIGCONT);
+    awaitPoll(before + 1);
+    const auto woken = std::chrono::steady_clock::now();
+    awaitPoll(before + 2);
+    EXPECT_GT(std::chrono::steady_clock::now() - woken, milliseconds(2500));
+    EXPECT_EQ(polls(), before + 2);
+}
+
+} // namespace
+} // namespace tandrel::test
