@@ -1,6 +1,8 @@
 #pragma once
 
 #include "AppContent.h"
+#include "Platform/UpdaterController.h"
+#include "UpdaterRequest.h"
 
 #include <memory>
 
@@ -18,8 +20,12 @@ public:
     /// Loads the library if need be; null when that fails.
     [[nodiscard]] std::unique_ptr<AppContent> makeContent(const AppContent::Request& request);
 
+    /// The same for the updater.
+    [[nodiscard]] std::unique_ptr<UpdaterController> makeUpdater(const UpdaterRequest& request);
+
 private:
     MakeAppContent make_ = nullptr;
+    MakeUpdater makeUpdater_ = nullptr;
 };
 
 } // namespace tandrel

@@ -4,10 +4,10 @@
 #include "AppState.h"
 #include "BuildConfig.h"
 #include "DebugLog.h"
+#include "LoadedUpdater.h"
 #include "LoginStartEntry.h"
 #include "Platform/Desktop/ColorSchemeFollower.h"
 #include "Platform/Desktop/ManagerSelections.h"
-#include "Platform/Desktop/PackageManagedUpdater.h"
 #include "Platform/Desktop/PopoverPlacement.h"
 #include "Platform/Desktop/PopoverWindow.h"
 #include "Platform/Desktop/ScreenWatch.h"
@@ -75,8 +75,10 @@ TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, Start start,
                 {[this] { activate(); }, [this] { return statusItem_ != nullptr; },
                  [this] { openPopover(); }})
     , loginStart_(std::make_unique<XdgAutostart>(), mainQueue_) {
-    AppState::shared().updaterController =
-        std::make_unique<PackageManagedUpdater>(std::string(config::version));
+    AppState::shared().updaterController = std::make_unique<LoadedUpdater>(
+        UpdaterRequest{addresses_.updateFeedURL, addresses_.updatePublicKey,
+                       std::string(config::version), clock_, urlOpener_},
+        contentModule_);
     if (isX11()) {
         selections_ = std::make_unique<ManagerSelections>(
             std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
@@ -217,6 +219,7 @@ void TandrelStatusBarApp::shutDown() {
     if (content_) {
         content_->setOnStatus({});
     }
+    AppState::shared().updaterController.reset();
     statusItem_.reset();
     loginStart_.flush(loginStartLimit);
     if (content_) {

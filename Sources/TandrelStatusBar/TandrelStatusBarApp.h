@@ -33,11 +33,15 @@ struct PopoverSituation;
 /// and costs little until it is used. Main thread.
 class TandrelStatusBarApp {
 public:
-    /// Origins, without a trailing slash.
+    /// What a build is made for. Origins have no trailing slash.
     struct Addresses {
         std::string backendBaseURL;
         std::string webAppBaseURL;
         std::string siteBaseURL;
+        /// Of the updates; empty when they come from the package manager.
+        std::string updateFeedURL;
+        /// Their makers' key: 32 bytes in base 64.
+        std::string updatePublicKey;
     };
 
     /// Who started the program: somebody who expects to see it, or the desktop at login, which
@@ -53,7 +57,7 @@ public:
     /// Carries out a command; `activationToken` may be empty.
     void perform(const AppCommand& command, const std::string& activationToken);
 
-    /// Takes the program off the screen, stops everything, and waits (at most 1.9 s) until it is
+    /// Takes the program off the screen, stops everything, and waits (at most 2 s) until it is
     /// closed and stored. Nothing else may be called afterwards.
     void shutDown();
 

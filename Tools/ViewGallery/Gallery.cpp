@@ -2,6 +2,7 @@
 
 #include "Stage.h"
 #include "Support/Widgets/Palettes.h"
+#include "UpdateScenes.h"
 
 #include <QApplication>
 #include <QImageWriter>
@@ -174,6 +175,12 @@ bool drawGallery(const Options& options) {
             scene.prepare(stage);
             const std::string file = scene.name + suffix(options, dark);
             if (!write(stage.picture(), options.output / file)) {
+                return false;
+            }
+        }
+        for (const UpdateScene& scene : updateScenes()) {
+            if (scene.name.find(options.only) != std::string::npos &&
+                !write(pictureOf(scene), options.output / (scene.name + suffix(options, dark)))) {
                 return false;
             }
         }

@@ -12,9 +12,9 @@ public:
     UrlOpener& operator=(const UrlOpener&) = delete;
     virtual ~UrlOpener() = default;
 
-    /// `url` is a complete http or https address, percent-encoded, of an origin that is compiled
-    /// in; anything else is ignored. Returns at once; a browser that does not start is not
-    /// reported.
+    /// `url` is a complete http or https address, percent-encoded, of an origin that is compiled in
+    /// or of the update feed's release notes; anything else is ignored. Returns at once; a browser
+    /// that does not start is not reported.
     virtual void open(const std::string& url) = 0;
 };
 

@@ -1,6 +1,6 @@
-// The app as it is, but for its addresses, which are compiled into the real one: here a variable of
-// the environment says where the backend, the web app and the product's site are; and but for the
-// wall clock, which a test can set.
+// The app as it is, but for what is compiled into the real one: here variables of the environment
+// say where the backend, the web app and the product's site are, and the updates with their key;
+// and but for the wall clock, which a test can set.
 
 #include "Program.h"
 #include "WallClock.h"
@@ -8,9 +8,19 @@
 #include <cstdlib>
 #include <string>
 
+namespace {
+
+std::string variable(const char* name, const char* otherwise) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : otherwise;
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     tandrel::test::useTestClock();
-    const char* variable = std::getenv("TANDREL_TEST_ADDRESS");
-    const std::string address = variable != nullptr ? variable : "http://127.0.0.1:9";
-    return tandrel::runProgram(argc, argv, {address, address, address});
+    const std::string address = variable("TANDREL_TEST_ADDRESS", "http://127.0.0.1:9");
+    return tandrel::runProgram(argc, argv,
+                               {address, address, address, variable("TANDREL_TEST_UPDATE_FEED", ""),
+                                variable("TANDREL_TEST_UPDATE_KEY", "")});
 }
