@@ -23,9 +23,9 @@ until one stops. The web app can start and stop it by links, too.")
 
 # The libraries that the program is linked with are found by dpkg-shlibdeps; these it uses at run
 # time: the authorities by which it knows its backend, the icon theme that its own icons belong to,
-# and the command that opens pages.
+# the library that checks the signatures of updates, and the command that opens pages.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme, xdg-utils")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, hicolor-icon-theme, libssl3, xdg-utils")
 
 # It runs without: signs in anew each time without a keyring, starts twice without a session bus,
 # looks foreign without the desktop's theme, and has nothing to stream without a sound server.
