@@ -26,6 +26,7 @@ Streams the microphone to a live session, from an icon in the system tray.
   --quit                quit the program that runs
   --background          show no window by itself, as at a login
   --autostart [on|off]  start at login, or not; by itself: say which
+  --doctor [--json]     look for all that streaming needs, and say what is missing
   -h, --help            this text
   -v, --version         the version
 
@@ -33,7 +34,7 @@ A URL is "quorvane-tandrel://start" or "quorvane-tandrel://stop". While the prog
 start hands its commands over to it, and without any opens the popover.
 
 Exit codes: 0 done, or handed over; 1 the session bus or the running program does not answer, or
-what was asked for could not be done; 2 usage.
+what was asked for could not be done, or streaming lacks something; 2 usage.
 )";
 
 std::optional<AppCommand::Kind> commandOf(std::string_view option) {
@@ -66,9 +67,15 @@ std::optional<LoginStartRequest> loginStartRequest(const std::string& word) {
 }
 
 /// What is wrong with the options as a whole; empty when nothing is.
-std::string contradiction(const AppOptions& options) {
+std::string contradiction(const AppOptions& options, bool asksForJson) {
     const bool runs = !options.commands.empty() || options.isInBackground;
-    return options.loginStart && runs ? "\"--autostart\" goes with nothing else" : "";
+    if (options.loginStart && (runs || options.doctor || asksForJson)) {
+        return "\"--autostart\" goes with nothing else";
+    }
+    if (asksForJson && !options.doctor) {
+        return "\"--json\" goes with \"--doctor\"";
+    }
+    return options.doctor && runs ? "\"--doctor\" goes with \"--json\" only" : "";
 }
 
 } // namespace
@@ -85,6 +92,7 @@ ParsedAppOptions parseAppOptions(const std::vector<std::string>& arguments) {
     ParsedAppOptions parsed;
     AppOptions& options = parsed.options;
     bool takesOptions = true;
+    bool asksForJson = false;
     for (auto at = arguments.begin(); at != arguments.end(); ++at) {
         const std::string& argument = *at;
         if (!takesOptions || !argument.starts_with('-')) {
@@ -99,6 +107,10 @@ ParsedAppOptions parseAppOptions(const std::vector<std::string>& arguments) {
             options.commands.push_back({*kind, {}});
         } else if (argument == "--background") {
             options.isInBackground = true;
+        } else if (argument == "--doctor") {
+            options.doctor = doctor::Format::text;
+        } else if (argument == "--json") {
+            asksForJson = true;
         } else if (argument == "--autostart" && std::next(at) == arguments.end()) {
             options.loginStart = LoginStartRequest::look;
         } else if (argument == "--autostart") {
@@ -110,8 +122,11 @@ ParsedAppOptions parseAppOptions(const std::vector<std::string>& arguments) {
             return misuse("unknown option \"" + printable(UrlCommand::bounded(argument)) + '"');
         }
     }
-    if (const std::string problem = contradiction(options); !problem.empty()) {
+    if (const std::string problem = contradiction(options, asksForJson); !problem.empty()) {
         return misuse(problem);
+    }
+    if (asksForJson) {
+        options.doctor = doctor::Format::json;
     }
     return parsed;
 }

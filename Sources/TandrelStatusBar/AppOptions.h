@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Doctor/Report.h"
 #include "Platform/AppCommand.h"
 
 #include <optional>
@@ -17,8 +18,9 @@ struct AppOptions {
     std::vector<AppCommand> commands;
     /// Show no window by itself.
     bool isInBackground = false;
-    /// Done instead of running; no command comes with it.
+    /// Done instead of running: at most one of the two, and no command with it.
     std::optional<LoginStartRequest> loginStart;
+    std::optional<doctor::Format> doctor;
 
     /// Whether all commands are for a program that runs already: without one there is nothing to
     /// stop or to quit.

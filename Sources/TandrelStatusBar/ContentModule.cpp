@@ -9,17 +9,33 @@
 
 namespace tandrel {
 
+namespace {
+
+/// The library's entry of that name; null, and a line on standard error, when there is none.
+QFunctionPointer entryNamed(const char* name) {
+    QLibrary library(QCoreApplication::applicationDirPath() + QLatin1String(config::contentModule));
+    const QFunctionPointer entry = library.resolve(name);
+    if (entry == nullptr) {
+        std::fprintf(stderr, "quorvane-tandrel: %s\n", qPrintable(library.errorString()));
+    }
+    return entry;
+}
+
+} // namespace
+
 bool ContentModule::load() {
     if (make_ == nullptr) {
-        QLibrary library(QCoreApplication::applicationDirPath() +
-                         QLatin1String(config::contentModule));
-        make_ = reinterpret_cast<MakeAppContent>(library.resolve(makeAppContentName));
-        makeUpdater_ = reinterpret_cast<MakeUpdater>(library.resolve(makeUpdaterName));
-        if (make_ == nullptr) {
-            std::fprintf(stderr, "quorvane-tandrel: %s\n", qPrintable(library.errorString()));
-        }
+        make_ = reinterpret_cast<MakeAppContent>(entryNamed(makeAppContentName));
+    }
+    if (make_ != nullptr && makeUpdater_ == nullptr) {
+        makeUpdater_ = reinterpret_cast<MakeUpdater>(entryNamed(makeUpdaterName));
     }
     return make_ != nullptr;
+}
+
+std::optional<int> ContentModule::runDoctor(const std::string& backendURL, doctor::Format format) {
+    const auto run = reinterpret_cast<doctor::Run>(entryNamed(doctor::runName));
+    return run == nullptr ? std::nullopt : std::optional(run(backendURL, format));
 }
 
 std::unique_ptr<AppContent> ContentModule::makeContent(const AppContent::Request& request) {

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "AppContent.h"
+#include "Doctor/Report.h"
 #include "Platform/UpdaterController.h"
 #include "UpdaterRequest.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace tandrel {
 
@@ -22,6 +25,11 @@ public:
 
     /// The same for the updater.
     [[nodiscard]] std::unique_ptr<UpdaterController> makeUpdater(const UpdaterRequest& request);
+
+    /// Examines the system, prints the report, and returns the exit code; nothing when the library
+    /// cannot be loaded. Needs a Qt application object. Up to 10 s.
+    [[nodiscard]] std::optional<int> runDoctor(const std::string& backendURL,
+                                               doctor::Format format);
 
 private:
     MakeAppContent make_ = nullptr;

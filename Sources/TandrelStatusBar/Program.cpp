@@ -2,6 +2,7 @@
 
 #include "AppOptions.h"
 #include "BusLimit.h"
+#include "ContentModule.h"
 #include "DebugLog.h"
 #include "Foundation/Console.h"
 #include "Platform/Desktop/SingleInstance.h"
@@ -86,6 +87,13 @@ int performLoginStartRequest(LoginStartRequest request) {
     return 0;
 }
 
+[[noreturn]] void runDoctor(int argc, char** argv, const std::string& backendURL,
+                            doctor::Format format) {
+    const QCoreApplication application(argc, argv);
+    // Looks that have not ended are left behind.
+    leaveProcess(ContentModule().runDoctor(backendURL, format).value_or(notDone));
+}
+
 int runApplication(int argc, char** argv, const TandrelStatusBarApp::Addresses& addresses,
                    SingleInstance& instance, const SingleInstance::Request& request) {
     using Start = TandrelStatusBarApp::Start;
@@ -118,6 +126,9 @@ int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addr
     }
     if (parsed.options.loginStart) {
         return performLoginStartRequest(*parsed.options.loginStart);
+    }
+    if (parsed.options.doctor) {
+        runDoctor(argc, argv, addresses.backendBaseURL, *parsed.options.doctor);
     }
     usePlainEventLoops(PlainLoops::besideMain);
     std::optional<BusLimit> limit(busLimit);

@@ -52,8 +52,9 @@ TEST(AppOptions, HelpNamesEveryOption) {
     const auto parsed = parseAppOptions({"--help"});
     EXPECT_FALSE(parsed.proceeds);
     EXPECT_EQ(parsed.exitCode, 0);
-    for (const char* const option : {"--show", "--start", "--stop", "--quit", "--background",
-                                     "--autostart [on|off]", "--version"}) {
+    for (const char* const option :
+         {"--show", "--start", "--stop", "--quit", "--background", "--autostart [on|off]",
+          "--doctor [--json]", "--version"}) {
         EXPECT_THAT(parsed.text, HasSubstr(option));
     }
 }
@@ -94,6 +95,13 @@ TEST(AppOptions, TheStartAtLoginIsSwitchedOrLookedAt) {
     EXPECT_EQ(parseAppOptions({"--autostart"}).options.loginStart, LoginStartRequest::look);
 }
 
+TEST(AppOptions, TheReportIsForPeopleOrForPrograms) {
+    EXPECT_EQ(parseAppOptions({}).options.doctor, std::nullopt);
+    EXPECT_EQ(parseAppOptions({"--doctor"}).options.doctor, doctor::Format::text);
+    EXPECT_EQ(parseAppOptions({"--doctor", "--json"}).options.doctor, doctor::Format::json);
+    EXPECT_EQ(parseAppOptions({"--json", "--doctor"}).options.doctor, doctor::Format::json);
+}
+
 TEST(AppOptions, WhatDoesNotGoTogetherIsAnErrorOfUsage) {
     const std::vector<std::vector<std::string>> contradictions{
         {"--autostart", "maybe"},
@@ -102,6 +110,11 @@ TEST(AppOptions, WhatDoesNotGoTogetherIsAnErrorOfUsage) {
         {"--autostart", "on", "--show"},
         {"--show", "--autostart"},
         {"--autostart", "on", "--background"},
+        {"--doctor", "--autostart"},
+        {"--json"},
+        {"--doctor", "--stop"},
+        {"--doctor", "quorvane-tandrel://stop"},
+        {"--doctor", "--background"},
     };
     for (const auto& arguments : contradictions) {
         const auto parsed = parseAppOptions(arguments);

@@ -2,6 +2,7 @@
 
 #include "Content/AppUpdater.h"
 #include "Content/PopoverContent.h"
+#include "Doctor/Doctor.h"
 #include "UpdaterRequest.h"
 
 #include <QtGlobal>
@@ -15,4 +16,9 @@ extern "C" Q_DECL_EXPORT tandrel::UpdaterController*
 tandrelMakeUpdater(const tandrel::UpdaterRequest& request) {
     return new tandrel::AppUpdater({request.feedURL, request.publicKey, request.installedVersion},
                                    request.clock, request.urlOpener);
+}
+
+extern "C" Q_DECL_EXPORT int tandrelRunDoctor(const std::string& backendURL,
+                                              tandrel::doctor::Format format) {
+    return tandrel::doctor::runDoctor(backendURL, format);
 }

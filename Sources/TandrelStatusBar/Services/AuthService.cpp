@@ -13,8 +13,6 @@ namespace tandrel {
 
 namespace {
 
-constexpr std::string_view cachedUserKey = "cached_user_data";
-
 /// A call to the backend whose caller may lose interest at any time, also while its outcome is
 /// being published.
 class BackendCall : public Operation {

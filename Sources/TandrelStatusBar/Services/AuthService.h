@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tandrel {
 
@@ -19,6 +20,9 @@ class UserDefaults;
 /// Who is signed in: signs in and out, restores and validates a cached session. Main thread.
 class AuthService {
 public:
+    /// What the profile of the signed-in user is kept under in the user defaults.
+    static constexpr std::string_view cachedUserKey = "cached_user_data";
+
     /// Installs the client's `onUnauthorized`. All three must outlive the service.
     AuthService(APIClient& apiClient, KeychainService& keychain, UserDefaults& userDefaults);
     ~AuthService();
