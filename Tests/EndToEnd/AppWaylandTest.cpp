@@ -1,4 +1,5 @@
 #include "EndToEnd/AppStory.h"
+#include "Support/Desktop/SettingsPortal.h"
 #include "Support/PrivateSoundServer.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 #include "Support/WaitUntil.h"
@@ -34,6 +35,16 @@ protected:
         environment["PULSE_SERVER"] = sound->address();
     }
 
+    /// How much of the screen is bright, 0 to 1.
+    double brightPart() {
+        const auto picture = app().home() / "screen.png";
+        EXPECT_TRUE(desktop().saveScreenshot(picture));
+        const auto mean = ChildProcess::run({"convert", picture.string(), "-colorspace", "gray",
+                                             "-threshold", "85%", "-format", "%[fx:mean]", "info:"},
+                                            {});
+        return std::stod(mean.text);
+    }
+
     static inline std::unique_ptr<PrivateSoundServer> sound;
     static inline std::unique_ptr<VirtualMicrophoneFeeder> feeder;
 };
@@ -53,6 +64,18 @@ TEST_F(AppWayland, WithoutATrayAWindowOpensStreamsStopsAndQuits) {
     EXPECT_TRUE(waitUntil([&] { return backend().lastEnd(session()) == "client 1000"; }));
     interface().press(role::button, "Quit");
     EXPECT_EQ(app().waitForExit(seconds(5)), 0);
+}
+
+TEST_F(AppWayland, AWindowFollowsADarkDesktopWithItsFrame) {
+    SettingsPortal portal(desktop().bus().address(), SettingsPortal::dark);
+    start();
+    interface().await(role::button, "Sign In");
+    // A frame that stayed light would be 0.02 of the screen; all texts are 0.001.
+    EXPECT_TRUE(waitUntil([&] { return brightPart() < 0.01; }));
+    portal.set(SettingsPortal::light);
+    EXPECT_TRUE(waitUntil([&] { return brightPart() > 0.1; }));
+    portal.set(SettingsPortal::dark);
+    EXPECT_TRUE(waitUntil([&] { return brightPart() < 0.01; }));
 }
 
 TEST_F(AppWayland, AnIconInAPanelOpensAndClosesThePopover) {

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <chrono>
 #include <utility>
@@ -122,8 +123,19 @@ bool PopoverWindow::event(QEvent* event) {
     } else if (event->type() == QEvent::WindowDeactivate) {
         // Later: a pop-up of our own, which may be the reason, is known by then.
         QTimer::singleShot(0, this, &PopoverWindow::closeWhenInactive);
+    } else if (event->type() == QEvent::PaletteChange && isVisible()) {
+        renewFrame();
     }
     return isHandled;
+}
+
+void PopoverWindow::renewFrame() {
+    // Where the desktop leaves the frame to its programs (Wayland), Qt's keeps the colours that it
+    // was made in (6.4.2).
+    if (kind_ == Kind::window && !placesItself()) {
+        windowHandle()->setFlag(Qt::FramelessWindowHint, true);
+        windowHandle()->setFlag(Qt::FramelessWindowHint, false);
+    }
 }
 
 void PopoverWindow::closeWhenInactive() {

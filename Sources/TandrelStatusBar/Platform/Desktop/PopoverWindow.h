@@ -52,6 +52,7 @@ private:
     [[nodiscard]] bool hasBorder() const;
     void fitContent();
     void bringToFront();
+    void renewFrame();
     void closeWhenInactive();
     void endGrace();
 
