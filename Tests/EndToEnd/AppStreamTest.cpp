@@ -3,6 +3,7 @@
 #include "Support/SignalAnalysis.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 #include "Support/WaitUntil.h"
+#include "Support/WebSocket/ProxyServer.h"
 
 #include <chrono>
 #include <cmath>
@@ -175,6 +176,38 @@ TEST_F(AppStream, ALostConnectionIsOpenedAgainAndTheStreamGoesOn) {
     EXPECT_TRUE(interface().shows(role::button, "Stop"));
     click(role::button, "Stop");
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
+TEST_F(AppStream, AConnectionThatEndsDuringASleepIsOpenedAgainOnceAfterIt) {
+    startStreaming();
+    app().process().signal(SIGSTOP);
+    backend().send("POST", "/dev/sessions/" + session() + "/stream", R"({"action": "reset"})");
+    ASSERT_TRUE(waitUntil([&] { return !backend().lastEnd(session()).empty(); }));
+    EXPECT_EQ(backend().connectionCount(session()), 1);
+    app().process().signal(SIGCONT);
+    ASSERT_TRUE(waitUntil([&] { return backend().connectionCount(session()) == 2; }));
+    awaitAudio(50);
+    EXPECT_EQ(backend().connectionCount(session()), 2);
+    EXPECT_TRUE(interface().shows(role::button, "Stop"));
+}
+
+TEST_F(AppStream, ThroughAProxyItSignsInFindsTheSessionAndStreams) {
+    const ProxyServer proxy;
+    environment["http_proxy"] = proxy.url();
+    // A name that no proxy setting leaves out.
+    const std::string url = backend().url();
+    AppProcess::Start proxied;
+    proxied.backendURL = "http://backend.example" + url.substr(url.rfind(':'));
+    start(proxied);
+    interface().await(role::button, "Sign In");
+    startSession();
+    signIn();
+    click(role::button, "Start Streaming");
+    interface().await(role::button, "Stop");
+    awaitAudio(50);
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_THAT(proxy.requests(), testing::Contains(HasSubstr("CONNECT backend.example:")));
 }
 
 TEST_F(AppStream, ARefusedSocketIsTold) {

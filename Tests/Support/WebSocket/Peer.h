@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 struct ssl_ctx_st;
@@ -55,6 +56,8 @@ public:
 
     /// What has come in, at most `limit` bytes; empty at the end of the connection.
     [[nodiscard]] std::string readSome(std::size_t limit = 64 * 1024);
+    /// What has been read beyond the last head or frame; it does not wait for more.
+    [[nodiscard]] std::string takeRead() { return std::exchange(buffer_, {}); }
     /// Whether all of `bytes` went out.
     bool write(std::string_view bytes);
 

@@ -61,6 +61,20 @@ std::string wordAt(const std::string& line, std::size_t start) {
     return line.substr(start, line.find(' ', start) - start);
 }
 
+/// `head`, whose target is an absolute address, as the server itself takes it: the path alone
+/// (RFC 9112, section 3.2.1), and for one answer, since what follows is passed on unread.
+std::string forServer(const std::string& head) {
+    const std::size_t target = head.find(' ') + 1;
+    const std::size_t path = head.find('/', head.find("://") + 3);
+    std::string changed = head.substr(0, target) + head.substr(path);
+    const std::string name = "\r\nConnection: ";
+    const std::size_t line = changed.find(name);
+    if (line != std::string::npos) {
+        changed.erase(line, changed.find("\r\n", line + 2) - line);
+    }
+    return changed.insert(changed.size() - 4, name + "close");
+}
+
 /// Exactly `size` bytes; fewer at the end of the connection.
 std::string readExactly(Peer& peer, std::size_t size) {
     std::string bytes;
@@ -164,7 +178,7 @@ void ProxyServer::serveHttp(Peer& peer) {
         } else {
             const auto authority = target.find("://") + 3;
             target = target.substr(authority, target.find('/', authority) - authority);
-            relay(peer, portOf(target), head);
+            relay(peer, portOf(target), forServer(head));
         }
         return;
     }
@@ -204,7 +218,8 @@ void ProxyServer::relay(Peer& peer, const std::string& port, const std::string& 
         return;
     }
     if (!isTunnel) {
-        (void)onward.write(first);
+        // With as much of the content as has come with the head.
+        (void)onward.write(first + peer.takeRead());
     } else if (options_.kind == Kind::http) {
         peer.write("HTTP/1.1 200 Connection established\r\n\r\n");
     } else {
