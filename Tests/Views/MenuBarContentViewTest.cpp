@@ -1,6 +1,7 @@
 #include "Views/MenuBarContentView.h"
 
 #include "Support/LogCapture.h"
+#include "Support/Widgets/Palettes.h"
 #include "Support/Widgets/Rendering.h"
 #include "Support/Widgets/ViewTree.h"
 #include "Views/ContentFixture.h"
@@ -62,6 +63,32 @@ private:
         return found;
     }
 };
+
+// Its look
+
+TEST_F(MenuBarContentViewTest, AThemeThatChangesWhileItIsOpenLooksAsIfItHadAlwaysBeen) {
+    const auto picture = [this] {
+        // Its window fits it, here as in the program.
+        view->adjustSize();
+        QCoreApplication::processEvents();
+        return test::rendered(*view);
+    };
+    const auto expectLikeNew = [&](const char* what) {
+        const test::ApplicationLook look;
+        show();
+        const QImage before = picture();
+        look.setPalette(test::darkPalette());
+        const QImage changed = picture();
+        EXPECT_NE(changed, before) << what;
+        view = std::make_unique<MenuBarContentView>(controller, environment);
+        show();
+        EXPECT_EQ(changed, picture()) << what;
+    };
+    expectLikeNew("form");
+    signIn();
+    findSession();
+    expectLikeNew("panel");
+}
 
 // One of the two
 
