@@ -10,8 +10,8 @@ namespace tandrel {
 
 class ContentModule;
 
-/// The program's updater before its library is there: it works from its making on, and makes the one
-/// that does the work when that is due or asked for. Main thread.
+/// The program's updater before its library is there: it works from its making on, and makes the
+/// one that does the work when that is due or asked for. Main thread.
 class LoadedUpdater : public UpdaterController {
 public:
     /// The module must outlive this.

@@ -41,8 +41,11 @@ std::optional<std::string> decodeBase64(std::string_view text) {
         if (!bits || (*bits & unused) != 0) {
             return std::nullopt;
         }
+        // The next byte is always on top.
+        std::uint32_t rest = *bits << 8U;
         for (std::size_t index = 0; index < count; ++index) {
-            bytes.push_back(static_cast<char>((*bits >> (16U - 8U * index)) & 0xffU));
+            bytes.push_back(static_cast<char>(rest >> 24U));
+            rest <<= 8U;
         }
     }
     return bytes;
