@@ -2,17 +2,19 @@
 
 #include "Services/VersionComparison.h"
 
+#include <compare>
+
 namespace tandrel {
 
 namespace {
 
 bool runsOn(const AppcastItem& item, const std::string& systemVersion) {
     return item.minimumSystemVersion.empty() || systemVersion.empty() ||
-           compareVersions(item.minimumSystemVersion, systemVersion) <= 0;
+           std::is_lteq(compareVersions(item.minimumSystemVersion, systemVersion));
 }
 
 bool isNewer(const AppcastItem& item, const AppcastItem* than) {
-    return than == nullptr || compareVersions(item.version, than->version) > 0;
+    return than == nullptr || std::is_gt(compareVersions(item.version, than->version));
 }
 
 } // namespace
@@ -33,14 +35,14 @@ UpdateChoice chooseUpdate(const Appcast& appcast, const std::string& installedVe
     if (newest == nullptr) {
         return {};
     }
-    if (fitting != nullptr && compareVersions(fitting->version, installedVersion) > 0) {
+    if (fitting != nullptr && std::is_gt(compareVersions(fitting->version, installedVersion))) {
         return {Kind::available, *fitting};
     }
     const auto order = compareVersions(newest->version, installedVersion);
-    if (order > 0) {
+    if (std::is_gt(order)) {
         return {Kind::systemTooOld, *newest};
     }
-    return order < 0 ? UpdateChoice{Kind::onlyOlder, *newest} : UpdateChoice{};
+    return std::is_lt(order) ? UpdateChoice{Kind::onlyOlder, *newest} : UpdateChoice{};
 }
 
 } // namespace tandrel
