@@ -7,6 +7,7 @@ pkg_check_modules(PulseAudio REQUIRED IMPORTED_TARGET libpulse)
 if(TANDREL_WITH_QT)
     find_package(Qt6 6.4 REQUIRED COMPONENTS Core DBus Network Svg Widgets)
     pkg_check_modules(Secret REQUIRED IMPORTED_TARGET libsecret-1)
+    pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
     find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
     pkg_check_modules(Xcb REQUIRED IMPORTED_TARGET xcb)
     # Debian's package comes without a description for pkg-config.

@@ -34,7 +34,7 @@ public:
     /// For the status item.
     struct Status {
         std::string text;
-        bool isStreaming = false;
+        bool isMicrophoneOpen = false;
     };
 
     AppContent() = default;

@@ -136,7 +136,7 @@ bool TandrelStatusBarApp::createContent() {
                      [this] { popover_->follow(situation()); });
     content_->setOnStatus([this](const AppContent::Status& status) {
         statusItem_->setToolTip(QString::fromStdString(status.text));
-        statusItem_->setStreaming(status.isStreaming);
+        statusItem_->setMicrophoneOpen(status.isMicrophoneOpen);
     });
     return true;
 }

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <numbers>
 #include <string>
@@ -337,6 +339,52 @@ TEST_F(AppStream, ASoundServerThatHangsLeavesTheInterfaceAlive) {
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
     EXPECT_EQ(app().end(SIGTERM), 0);
     sound->thaw();
+}
+
+TEST_F(AppStream, AMicrophoneThatTheDesktopSwitchesOffIsNotOpened) {
+    const std::filesystem::path home = std::filesystem::path(std::getenv("HOME")) / "switched-off";
+    std::filesystem::create_directories(home / ".config/glib-2.0/settings");
+    std::ofstream(home / ".config/glib-2.0/settings/keyfile")
+        << "[org/gnome/desktop/privacy]\ndisable-microphone=true\n";
+    environment["GSETTINGS_BACKEND"] = "keyfile";
+    startSession();
+    startWithPopover(home);
+    signIn();
+    click(role::button, "Start Streaming");
+    interface().await(role::label,
+                      "Microphone permission denied. Grant access in System Settings → "
+                      "Privacy & Security → Microphone.");
+    for (const char* line :
+         {"[mic permission] current status=2", "[mic permission] denied or restricted",
+          "[Streaming] Microphone permission denied"}) {
+        EXPECT_TRUE(app().hasLogged(line)) << line;
+    }
+    EXPECT_FALSE(app().hasLogged("[startCapture]"));
+    EXPECT_FALSE(isListening());
+}
+
+TEST_F(AppStream, TheIconSaysWhetherTheMicrophoneIsOpen) {
+    const StatusNotifierTray& tray = desktop().startStatusNotifierTray();
+    const auto toolTip = [&] { return tray.awaitItem().toolTipTitle(); };
+    backend().send("PUT", "/dev/faults/stream", R"({"answer": "silence"})");
+    startSession();
+    start();
+    EXPECT_TRUE(tray.awaitItem().activate());
+    signIn();
+    click(role::button, "Start Streaming");
+    EXPECT_TRUE(waitUntil([&] { return toolTip() == "Quorvane Tandrel — Streaming"; }))
+        << toolTip();
+    EXPECT_FALSE(isListening()) << "nobody has answered yet";
+    click(role::button, "Stop");
+    backend().send("DELETE", "/dev/faults", "{}");
+    interface().awaitEnabled(role::button, "Start Streaming");
+    click(role::button, "Start Streaming");
+    EXPECT_TRUE(waitUntil([&] {
+        return toolTip() == "Quorvane Tandrel — Streaming — microphone on";
+    })) << toolTip();
+    EXPECT_TRUE(isListening());
+    click(role::button, "Stop");
+    EXPECT_TRUE(waitUntil([&] { return toolTip() == "Quorvane Tandrel — Done"; })) << toolTip();
 }
 
 } // namespace

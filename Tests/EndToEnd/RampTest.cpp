@@ -150,7 +150,7 @@ struct Program {
     KeychainService keychain{credentials};
     APIClient apiClient;
     QtStreamSocket streamSocket{mainQueue};
-    SystemMicrophonePermission permission{mainQueue};
+    SystemMicrophonePermission permission{mainQueue, clock, [] { return false; }};
 };
 
 /// One microphone, streamed to the backend by the real services.

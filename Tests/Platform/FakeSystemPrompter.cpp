@@ -1,6 +1,6 @@
 #include "FakeSystemPrompter.h"
 
-#include "Platform/SecretService/GLibPointers.h"
+#include "Platform/GLib/GLibPointers.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -29,8 +29,8 @@ const AudioDevice headset{9, "Headset", "headset"};
 class AudioCaptureServiceTest : public testing::Test {
 protected:
     FakeAudioInput input;
-    FakeMicrophonePermission permission;
     ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission{mainQueue};
     std::unique_ptr<AudioCaptureService> service =
         std::make_unique<AudioCaptureService>(input, permission, mainQueue);
     LogCapture log;

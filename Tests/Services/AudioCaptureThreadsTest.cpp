@@ -18,8 +18,8 @@ namespace {
 class AudioCaptureThreads : public testing::Test {
 protected:
     FakeAudioInput input;
-    FakeMicrophonePermission permission;
     ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission{mainQueue};
     std::unique_ptr<AudioCaptureService> service =
         std::make_unique<AudioCaptureService>(input, permission, mainQueue);
     const std::vector<float> samples = std::vector<float>(1023, 0.25F);

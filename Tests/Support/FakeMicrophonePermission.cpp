@@ -1,5 +1,7 @@
 #include "Support/FakeMicrophonePermission.h"
 
+#include "Support/ManualMainQueue.h"
+
 #include <utility>
 
 namespace tandrel::test {
@@ -18,6 +20,17 @@ private:
 
 } // namespace
 
+Handle FakeMicrophonePermission::authorizationStatus(
+    std::function<void(AuthorizationStatus status)> completion) {
+    auto shared = std::make_shared<const decltype(completion)>(std::move(completion));
+    mainQueue_.post([this, pending = std::weak_ptr(shared)] {
+        if (const auto answer = pending.lock()) {
+            (*answer)(status);
+        }
+    });
+    return std::make_unique<Question>(std::move(shared));
+}
+
 Handle FakeMicrophonePermission::requestAccess(std::function<void(bool granted)> completion) {
     ++requestCount_;
     auto shared = std::make_shared<const Completion>(std::move(completion));
@@ -26,6 +39,7 @@ Handle FakeMicrophonePermission::requestAccess(std::function<void(bool granted)>
 }
 
 int FakeMicrophonePermission::answer(bool granted) {
+    mainQueue_.drain();
     int answered = 0;
     for (const auto& question : std::exchange(open_, {})) {
         if (const auto completion = question.lock()) {

@@ -36,8 +36,8 @@ struct StreamingFixture {
     TestBackend backend;
     AppState appState;
     FakeAudioInput audioInput;
-    FakeMicrophonePermission permission;
     ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission{mainQueue};
     AudioCaptureService audioService{audioInput, permission, mainQueue};
 };
 

@@ -63,8 +63,8 @@ struct DevicePickerViewFixture : testing::Test {
 
     const InputDeviceFacts desk = FakeAudioInput::microphone(7, "Desk microphone", "uid-7");
     FakeAudioInput audioInput;
-    FakeMicrophonePermission permission;
     ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission{mainQueue};
     AudioCaptureService audioService{audioInput, permission, mainQueue};
     std::unique_ptr<DevicePickerView> view;
 };

@@ -361,6 +361,7 @@ protected:
             outside.connection().answerPing();
         } else if (moment == "PermissionQuestion") {
             startAndOpen();
+            outside.turn();
         } else if (moment == "PermissionOnItsWay") {
             outside.permission.status = AuthorizationStatus::authorized;
             startAndOpen();

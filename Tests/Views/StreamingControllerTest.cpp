@@ -120,6 +120,7 @@ TEST_F(StreamingControllerTest, AWholeStartPassesEveryStepInOrder) {
     outside.connection().answerPing();
     EXPECT_EQ(outside.permission.requestCount(), 0) << "until the next check";
     outside.clock().advance(100ms);
+    outside.turn();
     EXPECT_EQ(outside.permission.requestCount(), 1);
     EXPECT_FALSE(capturing());
     outside.permission.answer(true);
@@ -214,6 +215,7 @@ TEST_F(StreamingControllerTest, APongInTheLastIntervalStillCounts) {
     outside.clock().advance(9950ms);
     outside.connection().answerPing();
     outside.clock().advance(50ms);
+    outside.turn();
     EXPECT_EQ(outside.permission.requestCount(), 1);
     EXPECT_FALSE(error());
 }
@@ -224,6 +226,7 @@ TEST_F(StreamingControllerTest, ADroppedSocketKeepsTheStartWaiting) {
     outside.clock().advance(1s);
     outside.connection().answerPing();
     outside.clock().advance(100ms);
+    outside.turn();
     EXPECT_EQ(outside.permission.requestCount(), 1);
 }
 
@@ -398,6 +401,7 @@ TEST_F(StreamingControllerTest, AStopBetweenThePongAndTheNextCheckEndsTheStart) 
 
 TEST_F(StreamingControllerTest, AStopDuringThePermissionQuestionStartsNoCapture) {
     startAndOpen();
+    outside.turn();
     controller->stopStreaming();
     EXPECT_EQ(outside.permission.answer(true), 0);
     waitLong();
@@ -577,6 +581,7 @@ TEST_F(StreamingControllerTest, ASocketErrorWhileAudioFlowsStopsWithoutASessionE
 
 TEST_F(StreamingControllerTest, ASocketErrorDuringThePermissionQuestionStops) {
     startAndOpen();
+    outside.turn();
     outside.connection().setCloseCode(4002);
     outside.connection().lose(gone);
     EXPECT_FALSE(error());
@@ -696,6 +701,7 @@ TEST_F(StreamingControllerGone, DuringTheSocketWait) {
 
 TEST_F(StreamingControllerGone, DuringThePermissionQuestion) {
     startAndOpen();
+    outside.turn();
     expectSilence();
 }
 

@@ -6,6 +6,7 @@
 #include "MemoryStores.h"
 #include "Options.h"
 #include "Platform/CachedCredentialStore.h"
+#include "Platform/GLib/PrivacySwitch.h"
 #include "Platform/Linux/SystemMicrophonePermission.h"
 #include "Platform/PulseAudio/PulseAudioInput.h"
 #include "Platform/Qt/Departure.h"
@@ -57,7 +58,7 @@ int run(const Options& options) {
     QtHttpTransport transport;
     QtStreamSocket socket(mainQueue);
     PulseAudioInput audioInput(mainQueue);
-    SystemMicrophonePermission permission(mainQueue);
+    SystemMicrophonePermission permission(mainQueue, clock, isMicrophoneSwitchedOff);
 
     std::unique_ptr<CredentialStore> secrets;
     std::unique_ptr<UserDefaults> memoryDefaults;

@@ -1,5 +1,6 @@
 #include "Content/AppServices.h"
 
+#include "Platform/GLib/PrivacySwitch.h"
 #include "Platform/Qt/Departure.h"
 #include "Platform/SecretService/SecretServiceStore.h"
 
@@ -12,7 +13,7 @@ namespace tandrel {
 AppServices::AppServices(const std::string& backendBaseURL, AppState& appState, Clock& clock)
     : socket_(mainQueue_)
     , audioInput_(mainQueue_)
-    , permission_(mainQueue_)
+    , permission_(mainQueue_, clock, isMicrophoneSwitchedOff)
     , credentials_(std::make_unique<SecretServiceStore>(), mainQueue_)
     , keychain_(credentials_)
     , apiClient_(backendBaseURL, transport_, keychain_, clock)

@@ -18,6 +18,8 @@ PopoverContent::PopoverContent(const Request& request)
         content.authService().isAuthenticated.onChange([this](bool) { tellStatus(); }));
     subscriptions_.push_back(
         content.sessionService().state.onChange([this](const SessionState&) { tellStatus(); }));
+    subscriptions_.push_back(
+        content.audioService().isCapturing.onChange([this](bool) { tellStatus(); }));
 }
 
 PopoverContent::~PopoverContent() = default;
@@ -45,8 +47,9 @@ void PopoverContent::tellStatus() {
     }
     MenuBarContentController& content = services_.content();
     const SessionState& state = content.sessionService().state.value();
-    onStatus_({statusText(content.authService().isAuthenticated.value(), state),
-               state == SessionState::streaming()});
+    const bool isMicrophoneOpen = content.audioService().isCapturing.value();
+    onStatus_({statusText(content.authService().isAuthenticated.value(), state, isMicrophoneOpen),
+               isMicrophoneOpen});
 }
 
 void PopoverContent::shutDown() {

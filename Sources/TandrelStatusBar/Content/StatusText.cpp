@@ -24,10 +24,13 @@ const char* badgeOf(SessionState::Kind kind) {
 
 } // namespace
 
-std::string statusText(bool isAuthenticated, const SessionState& state) {
+std::string statusText(bool isAuthenticated, const SessionState& state, bool isMicrophoneOpen) {
     std::string text = "Quorvane Tandrel";
     if (isAuthenticated) {
         text.append(" — ").append(badgeOf(state.kind()));
+    }
+    if (isMicrophoneOpen) {
+        text += " — microphone on";
     }
     return text;
 }

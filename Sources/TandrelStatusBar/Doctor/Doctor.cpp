@@ -6,10 +6,9 @@
 #include "Doctor/Examination.h"
 #include "Doctor/Report.h"
 #include "Doctor/SoundFindings.h"
-#include "Platform/Linux/SystemMicrophonePermission.h"
+#include "Platform/GLib/PrivacySwitch.h"
 #include "Platform/Linux/XdgAutostart.h"
 #include "Platform/PulseAudio/InputSurvey.h"
-#include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Qt/SettingsUserDefaults.h"
 #include "Services/AuthService.h"
 #include "Services/KeychainService.h"
@@ -86,14 +85,16 @@ Check signInCheck(const BackendAddress& backend, const KeyringNews& news) {
             }};
 }
 
-Check soundCheck(AuthorizationStatus permission) {
-    const Finding permitted = permissionFinding(permission);
-    const bool listens = permitted.mark == Mark::ok;
-    return {{permitted, unanswered("sound_server", "Sound server", Mark::failed)},
-            [permitted, listens] {
+Check soundCheck() {
+    return {{unanswered("microphone_permission", "Permission", Mark::noted),
+             unanswered("sound_server", "Sound server", Mark::failed)},
+            [] {
+                const bool listens = !isMicrophoneSwitchedOff();
                 Findings findings =
                     soundFindings(surveyInputs(listens ? listeningTime : seconds(0)), listens);
-                findings.insert(findings.begin(), permitted);
+                findings.insert(findings.begin(),
+                                permissionFinding(listens ? AuthorizationStatus::authorized
+                                                          : AuthorizationStatus::denied));
                 return findings;
             }};
 }
@@ -123,12 +124,10 @@ Check logCheck() {
 } // namespace
 
 Findings examineSystem(const BackendAddress& backend) {
-    QtMainQueue mainQueue;
-    const SystemMicrophonePermission permission(mainQueue);
     const auto keyring = std::make_shared<std::promise<KeyringLook>>();
     return examine({backendCheck(backend), certificateCheck(backend), keyringCheck(keyring),
-                    signInCheck(backend, keyring), soundCheck(permission.authorizationStatus()),
-                    desktopCheck(), linksCheck(), loginStartCheck(), logCheck()},
+                    signInCheck(backend, keyring), soundCheck(), desktopCheck(), linksCheck(),
+                    loginStartCheck(), logCheck()},
                    examinationLimit);
 }
 

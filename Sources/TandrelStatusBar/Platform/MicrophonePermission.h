@@ -14,7 +14,7 @@ enum class AuthorizationStatus : int {
     authorized = 3,
 };
 
-/// The system's permission to record. Main thread.
+/// The system's permission to record. Main thread; completions come later on it.
 class MicrophonePermission {
 public:
     MicrophonePermission() = default;
@@ -22,8 +22,10 @@ public:
     MicrophonePermission& operator=(const MicrophonePermission&) = delete;
     virtual ~MicrophonePermission() = default;
 
-    [[nodiscard]] virtual AuthorizationStatus authorizationStatus() const = 0;
-    /// Asks the user once; `completion` comes later on the main thread with the answer.
+    /// What is decided so far.
+    [[nodiscard]] virtual Handle
+    authorizationStatus(std::function<void(AuthorizationStatus status)> completion) = 0;
+    /// Asks the user once.
     [[nodiscard]] virtual Handle requestAccess(std::function<void(bool granted)> completion) = 0;
 };
 

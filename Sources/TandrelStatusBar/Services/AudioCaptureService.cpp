@@ -89,7 +89,7 @@ void AudioCaptureService::refreshDevices() {
 
 Handle
 AudioCaptureService::requestMicrophonePermission(std::function<void(bool granted)> completion) {
-    return tandrel::requestMicrophonePermission(permission_, mainQueue_, std::move(completion));
+    return tandrel::requestMicrophonePermission(permission_, std::move(completion));
 }
 
 void AudioCaptureService::startCapture(const AudioDevice& device) {

@@ -1,8 +1,6 @@
 #include "Services/MicrophoneAccess.h"
 
 #include "DebugLog.h"
-#include "Foundation/Lifetime.h"
-#include "Platform/MainQueue.h"
 #include "Platform/MicrophonePermission.h"
 
 #include <memory>
@@ -13,39 +11,46 @@ namespace tandrel {
 
 namespace {
 
-using Completion = std::function<void(bool granted)>;
-
-/// Completes with an answer that is known already, on the next turn of the main loop.
-class KnownAnswer : public Operation {
+/// Looks at the permission, then asks if need be. The completion may end it.
+class AccessRequest : public Operation {
 public:
-    KnownAnswer(MainQueue& mainQueue, bool granted, Completion completion) {
-        mainQueue.post([complete = lifetime_.guard(std::move(completion)), granted]() mutable {
-            complete(granted);
-        });
-    }
+    AccessRequest(MicrophonePermission& permission, std::function<void(bool granted)> completion)
+        : permission_(permission)
+        , completion_(std::move(completion))
+        , step_(permission.authorizationStatus(
+              [this](AuthorizationStatus status) { statusKnown(status); })) {}
 
 private:
-    Lifetime lifetime_;
+    void statusKnown(AuthorizationStatus status) {
+        DebugLog::write("[mic permission] current status=" +
+                        std::to_string(static_cast<int>(status)));
+        if (status == AuthorizationStatus::notDetermined) {
+            step_ = permission_.requestAccess([this](bool granted) {
+                DebugLog::write(std::string("[mic permission] user responded: granted=") +
+                                (granted ? "true" : "false"));
+                finish(granted);
+            });
+            return;
+        }
+        const bool granted = status == AuthorizationStatus::authorized;
+        if (!granted) {
+            DebugLog::write("[mic permission] denied or restricted");
+        }
+        finish(granted);
+    }
+
+    void finish(bool granted) { std::exchange(completion_, nullptr)(granted); }
+
+    MicrophonePermission& permission_;
+    std::function<void(bool granted)> completion_;
+    Handle step_;
 };
 
 } // namespace
 
-Handle requestMicrophonePermission(MicrophonePermission& permission, MainQueue& mainQueue,
-                                   Completion completion) {
-    const AuthorizationStatus status = permission.authorizationStatus();
-    DebugLog::write("[mic permission] current status=" + std::to_string(static_cast<int>(status)));
-    if (status == AuthorizationStatus::notDetermined) {
-        return permission.requestAccess([completion = std::move(completion)](bool granted) {
-            DebugLog::write(std::string("[mic permission] user responded: granted=") +
-                            (granted ? "true" : "false"));
-            completion(granted);
-        });
-    }
-    const bool granted = status == AuthorizationStatus::authorized;
-    if (!granted) {
-        DebugLog::write("[mic permission] denied or restricted");
-    }
-    return std::make_unique<KnownAnswer>(mainQueue, granted, std::move(completion));
+Handle requestMicrophonePermission(MicrophonePermission& permission,
+                                   std::function<void(bool granted)> completion) {
+    return std::make_unique<AccessRequest>(permission, std::move(completion));
 }
 
 } // namespace tandrel

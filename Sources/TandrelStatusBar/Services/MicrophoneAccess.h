@@ -6,13 +6,11 @@
 
 namespace tandrel {
 
-class MainQueue;
 class MicrophonePermission;
 
 /// Whether the program may record; asks the user only while that is undecided. `completion` comes
-/// later, on the main thread. Both services must outlive the operation.
+/// later, on the main thread. The permission must outlive the operation.
 [[nodiscard]] Handle requestMicrophonePermission(MicrophonePermission& permission,
-                                                 MainQueue& mainQueue,
                                                  std::function<void(bool granted)> completion);
 
 } // namespace tandrel

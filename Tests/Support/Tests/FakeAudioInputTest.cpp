@@ -1,6 +1,7 @@
 #include "Support/FakeAudioInput.h"
 
 #include "Support/FakeMicrophonePermission.h"
+#include "Support/ManualMainQueue.h"
 
 #include <gmock/gmock.h>
 
@@ -69,8 +70,22 @@ TEST(FakeAudioInput, FailsAsScripted) {
                 ElementsAre("makeEngine", "1.bindDevice(1, usb)", "1.start", "devices"));
 }
 
+TEST(FakeMicrophonePermission, TellsItsStatusLaterAndOnlyToWhoStillListens) {
+    ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission(mainQueue);
+    std::vector<AuthorizationStatus> told;
+    const auto tell = [&](AuthorizationStatus status) { told.push_back(status); };
+    const Handle first = permission.authorizationStatus(tell);
+    permission.authorizationStatus(tell).reset();
+    EXPECT_THAT(told, testing::IsEmpty());
+    permission.status = AuthorizationStatus::denied;
+    mainQueue.drain();
+    EXPECT_THAT(told, ElementsAre(AuthorizationStatus::denied));
+}
+
 TEST(FakeMicrophonePermission, AnswersEveryOpenQuestionOnce) {
-    FakeMicrophonePermission permission;
+    ManualMainQueue mainQueue;
+    FakeMicrophonePermission permission(mainQueue);
     std::vector<bool> answers;
     const Handle first =
         permission.requestAccess([&](bool granted) { answers.push_back(granted); });

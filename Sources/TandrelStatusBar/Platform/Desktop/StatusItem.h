@@ -30,8 +30,8 @@ public:
     [[nodiscard]] virtual QRect geometry() const = 0;
 
     virtual void setToolTip(const QString& text) = 0;
-    /// Marks the icon while the microphone is streamed.
-    virtual void setStreaming(bool isStreaming) = 0;
+    /// Marks the icon while the microphone is open.
+    virtual void setMicrophoneOpen(bool isOpen) = 0;
 };
 
 } // namespace tandrel

@@ -59,7 +59,7 @@ void TrayStatusItem::follow() {
 
 void TrayStatusItem::createIcon(Kind kind) {
     kind_ = kind;
-    icon_ = std::make_unique<QSystemTrayIcon>(iconSource_(isStreaming_));
+    icon_ = std::make_unique<QSystemTrayIcon>(iconSource_(isMicrophoneOpen_));
     icon_->setToolTip(toolTip_);
     createMenu();
     connect(icon_.get(), &QSystemTrayIcon::activated, this,
@@ -75,7 +75,7 @@ void TrayStatusItem::createIcon(Kind kind) {
 bool TrayStatusItem::eventFilter(QObject* watched, QEvent* event) {
     // The panel keeps a picture in the old colours until it is told of a new one.
     if (watched == menu_.get() && event->type() == QEvent::PaletteChange) {
-        icon_->setIcon(iconSource_(isStreaming_));
+        icon_->setIcon(iconSource_(isMicrophoneOpen_));
     }
     return false;
 }
@@ -105,9 +105,9 @@ void TrayStatusItem::setToolTip(const QString& text) {
     }
 }
 
-void TrayStatusItem::setStreaming(bool isStreaming) {
-    if (std::exchange(isStreaming_, isStreaming) != isStreaming && icon_) {
-        icon_->setIcon(iconSource_(isStreaming_));
+void TrayStatusItem::setMicrophoneOpen(bool isOpen) {
+    if (std::exchange(isMicrophoneOpen_, isOpen) != isOpen && icon_) {
+        icon_->setIcon(iconSource_(isOpen));
     }
 }
 

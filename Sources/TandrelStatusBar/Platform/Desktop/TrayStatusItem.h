@@ -30,7 +30,7 @@ public:
     static constexpr const char* traySelection = "_NET_SYSTEM_TRAY_S";
 
     /// The icon to show.
-    using IconSource = std::function<QIcon(bool isStreaming)>;
+    using IconSource = std::function<QIcon(bool isMicrophoneOpen)>;
 
     /// Adds entries of the program's own to the icon's menu, which is made only with the icon.
     using MenuEntries = std::function<void(QMenu&)>;
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] bool isPresent() const override { return isPresent_; }
     [[nodiscard]] QRect geometry() const override;
     void setToolTip(const QString& text) override;
-    void setStreaming(bool isStreaming) override;
+    void setMicrophoneOpen(bool isOpen) override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -63,7 +63,7 @@ private:
     std::unique_ptr<StatusNotifierHost> notifierHost_;
     Kind kind_ = Kind::none;
     bool isPresent_ = false;
-    bool isStreaming_ = false;
+    bool isMicrophoneOpen_ = false;
     QString toolTip_;
     std::unique_ptr<QMenu> menu_;
     std::unique_ptr<QSystemTrayIcon> icon_;

@@ -1,45 +1,80 @@
 #include "Platform/Linux/SystemMicrophonePermission.h"
 
-#include "Platform/MainQueue.h"
+#include "Platform/Clock.h"
+#include "Platform/MainQueuePort.h"
 
-#include <memory>
 #include <utility>
 
 namespace tandrel {
 
 namespace {
 
-/// Holds the completion until the answer has been given or is no longer wanted.
-class AccessRequest : public Operation {
+using Completion = std::function<void(AuthorizationStatus)>;
+
+/// Waits for the switch or the limit, whichever comes first.
+class Query : public Operation {
 public:
-    using Completion = std::function<void(bool granted)>;
+    struct State {
+        Completion completion;
+        Handle limit;
 
-    explicit AccessRequest(Completion completion)
-        : completion_(std::make_shared<Completion>(std::move(completion))) {}
+        void finish(AuthorizationStatus status) {
+            const Handle ended = std::move(limit);
+            if (const auto complete = std::exchange(completion, nullptr)) {
+                complete(status);
+            }
+        }
+    };
 
-    [[nodiscard]] std::weak_ptr<Completion> completion() const { return completion_; }
+    Query(Clock& clock, Completion completion)
+        : state_(std::make_shared<State>(State{std::move(completion), nullptr})) {
+        state_->limit = clock.after(SystemMicrophonePermission::limit, [weak = state()] {
+            if (const auto held = weak.lock()) {
+                held->finish(AuthorizationStatus::authorized);
+            }
+        });
+    }
+
+    [[nodiscard]] std::weak_ptr<State> state() const { return state_; }
 
 private:
-    std::shared_ptr<Completion> completion_;
+    std::shared_ptr<State> state_;
 };
 
 } // namespace
 
-SystemMicrophonePermission::SystemMicrophonePermission(MainQueue& mainQueue)
-    : mainQueue_(mainQueue) {}
+SystemMicrophonePermission::SystemMicrophonePermission(MainQueue& mainQueue, Clock& clock,
+                                                       PrivacySwitch isMicrophoneSwitchedOff)
+    : clock_(clock)
+    , mainQueue_(std::make_shared<MainQueuePort>(mainQueue))
+    , isMicrophoneSwitchedOff_(std::move(isMicrophoneSwitchedOff)) {}
 
-AuthorizationStatus SystemMicrophonePermission::authorizationStatus() const {
-    return AuthorizationStatus::authorized;
+SystemMicrophonePermission::~SystemMicrophonePermission() {
+    mainQueue_->close();
+}
+
+Handle SystemMicrophonePermission::authorizationStatus(Completion completion) {
+    auto query = std::make_unique<Query>(clock_, std::move(completion));
+    if (!worker_) {
+        worker_.emplace();
+    }
+    worker_->post(
+        [isSwitchedOff = isMicrophoneSwitchedOff_, queue = mainQueue_, state = query->state()] {
+            const auto status =
+                isSwitchedOff() ? AuthorizationStatus::denied : AuthorizationStatus::authorized;
+            queue->post([state, status] {
+                if (const auto held = state.lock()) {
+                    held->finish(status);
+                }
+            });
+        });
+    return query;
 }
 
 Handle SystemMicrophonePermission::requestAccess(std::function<void(bool granted)> completion) {
-    auto request = std::make_unique<AccessRequest>(std::move(completion));
-    mainQueue_.post([pending = request->completion()] {
-        if (const auto answer = pending.lock()) {
-            (*answer)(true);
-        }
+    return authorizationStatus([completion = std::move(completion)](AuthorizationStatus status) {
+        completion(status == AuthorizationStatus::authorized);
     });
-    return request;
 }
 
 } // namespace tandrel

@@ -1,6 +1,7 @@
 #include "Platform/SecretService/KeyringLook.h"
 
-#include "Platform/SecretService/GLibPointers.h"
+#include "Platform/GLib/GLibPointers.h"
+#include "Platform/GLib/SessionBus.h"
 
 #include <libsecret/secret.h>
 
@@ -21,13 +22,10 @@ struct ValueUnref {
 };
 
 ObjectPointer<SecretService> openService(glib::Error& error) {
-    const ObjectPointer<GDBusConnection> bus(
-        g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, error.out()));
+    const auto bus = glib::sessionBus(error);
     if (!bus) {
         return nullptr;
     }
-    // By default the whole program is ended when the bus goes.
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     return ObjectPointer<SecretService>(secret_service_open_sync(
         SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, nullptr, error.out()));
 }

@@ -1,7 +1,9 @@
 #include "Platform/SecretService/SecretServiceStore.h"
 
 #include "Foundation/Utf8.h"
-#include "Platform/SecretService/GLibPointers.h"
+#include "Platform/GLib/ContextScope.h"
+#include "Platform/GLib/GLibPointers.h"
+#include "Platform/GLib/SessionBus.h"
 
 #include <libsecret/secret.h>
 
@@ -75,7 +77,7 @@ public:
     Keyring(const Keyring&) = delete;
     Keyring& operator=(const Keyring&) = delete;
     ~Keyring() {
-        const ContextScope scope(context_.get());
+        const glib::ContextScope scope(context_.get());
         service_.reset();
         bus_.reset();
     }
@@ -83,7 +85,7 @@ public:
     /// Runs `operation`; once more when a connection that stood from earlier turns out to be dead,
     /// as after a restart of the keyring's daemon.
     CredentialStatus run(const Operation& operation) {
-        const ContextScope scope(context_.get());
+        const glib::ContextScope scope(context_.get());
         const bool hadService = service_ != nullptr;
         Outcome outcome = attempt(operation);
         if (!outcome && hadService && !timedOut_) {
@@ -141,33 +143,6 @@ private:
         void operator()(GMainContext* context) const { g_main_context_unref(context); }
     };
 
-    /// GLib frees some of what its objects hold this way, after they have gone.
-    static void runPending(GMainContext* context) {
-        while (g_main_context_iteration(context, FALSE) != FALSE) {
-        }
-    }
-
-    /// For its life, what GLib delivers to this thread goes to `context` alone. Otherwise it would
-    /// go to the main thread, which runs GLib's default context, while this thread uses the very
-    /// same objects.
-    class ContextScope {
-    public:
-        explicit ContextScope(GMainContext* context)
-            : context_(context) {
-            g_main_context_push_thread_default(context_);
-            runPending(context_);
-        }
-        ~ContextScope() {
-            runPending(context_);
-            g_main_context_pop_thread_default(context_);
-        }
-        ContextScope(const ContextScope&) = delete;
-        ContextScope& operator=(const ContextScope&) = delete;
-
-    private:
-        GMainContext* context_;
-    };
-
     Outcome attempt(const Operation& operation) {
         glib::Error error;
         timedOut_ = false;
@@ -187,12 +162,10 @@ private:
         if (service_) {
             return true;
         }
-        bus_.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, error.out()));
+        bus_ = glib::sessionBus(error);
         if (!bus_) {
             return false;
         }
-        // By default the whole program is ended when the bus goes.
-        g_dbus_connection_set_exit_on_close(bus_.get(), FALSE);
         service_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr,
                                                 SECRET_SERVICE_OPEN_SESSION, nullptr, error.out()));
         return service_ != nullptr;

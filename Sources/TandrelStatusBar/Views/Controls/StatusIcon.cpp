@@ -17,10 +17,11 @@ QString installedName(const QString& name) {
 
 } // namespace
 
-QIcon statusIcon(bool isStreaming) {
-    const QString name = isStreaming ? QStringLiteral("com.quorvane.Tandrel-streaming-symbolic")
-                                     : QStringLiteral("com.quorvane.Tandrel-symbolic");
-    return QIcon(new StatusIconEngine(installedName(name), isStreaming));
+QIcon statusIcon(bool isMicrophoneOpen) {
+    const QString name = isMicrophoneOpen
+                             ? QStringLiteral("com.quorvane.Tandrel-streaming-symbolic")
+                             : QStringLiteral("com.quorvane.Tandrel-symbolic");
+    return QIcon(new StatusIconEngine(installedName(name), isMicrophoneOpen));
 }
 
 } // namespace tandrel

@@ -34,9 +34,9 @@ void drawBadge(QPainter& painter, int side, const QColor& fill, const QColor& ed
 
 } // namespace
 
-StatusIconEngine::StatusIconEngine(QString themeName, bool isStreaming)
+StatusIconEngine::StatusIconEngine(QString themeName, bool isMicrophoneOpen)
     : themeName_(std::move(themeName))
-    , isStreaming_(isStreaming) {}
+    , isMicrophoneOpen_(isMicrophoneOpen) {}
 
 QPixmap StatusIconEngine::pixmap(const QSize& size, QIcon::Mode /*mode*/, QIcon::State /*state*/) {
     const int side = std::min(size.width(), size.height());
@@ -52,7 +52,7 @@ QPixmap StatusIconEngine::pixmap(const QSize& size, QIcon::Mode /*mode*/, QIcon:
     const QColor edge = isOnDark ? QColor(0, 0, 0, 0x80) : QColor(0xff, 0xff, 0xff, 0xc0);
     QPainter painter(&pixmap);
     drawEdged(painter, side, glyph, edge);
-    if (isStreaming_) {
+    if (isMicrophoneOpen_) {
         drawBadge(painter, side, color(ColorRole::green, palette),
                   isOnDark ? Qt::black : Qt::white);
     }
@@ -66,7 +66,7 @@ void StatusIconEngine::paint(QPainter* painter, const QRect& rect, QIcon::Mode m
 }
 
 QIconEngine* StatusIconEngine::clone() const {
-    return new StatusIconEngine(themeName_, isStreaming_);
+    return new StatusIconEngine(themeName_, isMicrophoneOpen_);
 }
 
 QList<QSize> StatusIconEngine::availableSizes(QIcon::Mode /*mode*/, QIcon::State /*state*/) {

@@ -11,7 +11,7 @@ namespace tandrel {
 class StatusIconEngine : public QIconEngine {
 public:
     /// `themeName` is empty when no theme has the icon.
-    StatusIconEngine(QString themeName, bool isStreaming);
+    StatusIconEngine(QString themeName, bool isMicrophoneOpen);
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override;
     QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override;
@@ -22,7 +22,7 @@ public:
 
 private:
     QString themeName_;
-    bool isStreaming_;
+    bool isMicrophoneOpen_;
 };
 
 } // namespace tandrel

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+
+namespace tandrel {
+
+class MainQueue;
+
+/// A way to the main queue for work that may outlive both: once closed, it drops what it is given.
+/// Any thread.
+class MainQueuePort {
+public:
+    /// The queue must live until the port is closed.
+    explicit MainQueuePort(MainQueue& queue);
+
+    void post(std::function<void()> action);
+    void close();
+
+private:
+    std::mutex mutex_;
+    /// Null once closed.
+    MainQueue* queue_;
+};
+
+} // namespace tandrel
