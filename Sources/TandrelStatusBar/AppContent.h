@@ -49,6 +49,11 @@ public:
     /// Called after every change.
     virtual void setOnStatus(std::function<void(const Status&)> handler) = 0;
 
+    /// Whether there is a keyring to be had, as far as the session bus knows.
+    virtual void keyringChanged(bool isThere) = 0;
+    /// A keyring came, or came back.
+    virtual void keyringAppeared() = 0;
+
     /// Stops everything, and waits (at most 1.7 s) until it is closed and stored.
     virtual void shutDown() = 0;
 };

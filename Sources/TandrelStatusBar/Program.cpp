@@ -5,6 +5,7 @@
 #include "ContentModule.h"
 #include "DebugLog.h"
 #include "Foundation/Console.h"
+#include "Foundation/CoreDumps.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "Platform/Desktop/WindowActivation.h"
 #include "Platform/Linux/XdgAutostart.h"
@@ -127,6 +128,7 @@ int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addr
     if (parsed.options.loginStart) {
         return performLoginStartRequest(*parsed.options.loginStart);
     }
+    refuseCoreDumps();
     if (parsed.options.doctor) {
         runDoctor(argc, argv, addresses.backendBaseURL, *parsed.options.doctor);
     }

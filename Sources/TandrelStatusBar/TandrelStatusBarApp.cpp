@@ -7,6 +7,7 @@
 #include "LoadedUpdater.h"
 #include "LoginStartEntry.h"
 #include "Platform/Desktop/ColorSchemeFollower.h"
+#include "Platform/Desktop/KeyringWatch.h"
 #include "Platform/Desktop/ManagerSelections.h"
 #include "Platform/Desktop/PopoverPlacement.h"
 #include "Platform/Desktop/PopoverWindow.h"
@@ -84,6 +85,8 @@ TandrelStatusBarApp::TandrelStatusBarApp(Addresses addresses, Start start,
             std::vector<std::string>{TrayStatusItem::traySelection, compositorSelection});
     }
     createStatusItem(start, sessionBus);
+    // Asked in good time, so that the form knows when it first opens.
+    keyring_ = std::make_unique<KeyringWatch>(sessionBus);
     loading_ = clock_.after(loadDelay, [this] { (void)contentModule_.load(); });
 }
 
@@ -138,7 +141,20 @@ bool TandrelStatusBarApp::createContent() {
         statusItem_->setToolTip(QString::fromStdString(status.text));
         statusItem_->setMicrophoneOpen(status.isMicrophoneOpen);
     });
+    observeKeyring();
     return true;
+}
+
+void TandrelStatusBarApp::observeKeyring() {
+    const auto tell = [this] {
+        if (const auto isThere = keyring_->isThere()) {
+            content_->keyringChanged(*isThere);
+        }
+    };
+    QObject::connect(keyring_.get(), &KeyringWatch::changed, popover_.get(), tell);
+    QObject::connect(keyring_.get(), &KeyringWatch::appeared, popover_.get(),
+                     [this] { content_->keyringAppeared(); });
+    tell();
 }
 
 void TandrelStatusBarApp::perform(const AppCommand& command, const std::string& activationToken) {
@@ -220,6 +236,7 @@ void TandrelStatusBarApp::shutDown() {
         content_->setOnStatus({});
     }
     AppState::shared().updaterController.reset();
+    keyring_.reset();
     statusItem_.reset();
     loginStart_.flush(loginStartLimit);
     if (content_) {

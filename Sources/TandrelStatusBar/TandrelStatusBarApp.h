@@ -22,6 +22,7 @@ namespace tandrel {
 
 class AppContent;
 class ColorSchemeFollower;
+class KeyringWatch;
 class ManagerSelections;
 class PopoverWindow;
 class ScreenWatch;
@@ -70,6 +71,7 @@ private:
     void createStatusItem(Start start, const QDBusConnection& sessionBus);
     /// Whether there is a popover now.
     bool createContent();
+    void observeKeyring();
     void clicked();
     void openPopover();
     void activate();
@@ -86,6 +88,7 @@ private:
     LoginStartService loginStart_;
     std::unique_ptr<ManagerSelections> selections_;
     std::unique_ptr<StatusItem> statusItem_;
+    std::unique_ptr<KeyringWatch> keyring_;
     Handle trayLimit_;
     PopoverToggle toggle_;
     /// Where the status item was last clicked, in place of the item's own place.

@@ -95,12 +95,17 @@ void AppStory::clickTrayIcon() {
     EXPECT_TRUE(tray_->awaitItem().activate());
 }
 
-AppProcess& AppStory::startWithPopover(const std::filesystem::path& home) {
+AppProcess& AppStory::startAndClick(const std::filesystem::path& home) {
     if (tray_ == nullptr) {
         tray_ = &desktop_->startStatusNotifierTray();
     }
     start({}, home);
     clickTrayIcon();
+    return app();
+}
+
+AppProcess& AppStory::startWithPopover(const std::filesystem::path& home) {
+    startAndClick(home);
     interface().await(role::label, "Quorvane Tandrel");
     return app();
 }

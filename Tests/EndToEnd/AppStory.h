@@ -47,6 +47,9 @@ protected:
     static void pause();
     /// Clicks the icon in a panel of today's kind, which must run.
     void clickTrayIcon();
+    /// Starts the app on a panel of today's kind and clicks its icon, whatever takes the focus from
+    /// the popover then.
+    AppProcess& startAndClick(const std::filesystem::path& home = {});
     /// Starts the app with its popover open, on a panel of today's kind.
     AppProcess& startWithPopover(const std::filesystem::path& home = {});
     /// Clicks the middle of an element that shows, with the mouse.

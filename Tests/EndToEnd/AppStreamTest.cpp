@@ -1,4 +1,5 @@
 #include "EndToEnd/AppStory.h"
+#include "Support/BusRecording.h"
 #include "Support/PrivateSoundServer.h"
 #include "Support/SignalAnalysis.h"
 #include "Support/VirtualMicrophoneFeeder.h"
@@ -11,8 +12,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <numbers>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +26,14 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using State = AccessibleElement::State;
+
+std::string textOfFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
 
 /// Streaming, with a sound server of its own whose microphone hears a tone of 1 kHz.
 class AppStream : public AppStory {
@@ -385,6 +395,84 @@ TEST_F(AppStream, TheIconSaysWhetherTheMicrophoneIsOpen) {
     EXPECT_TRUE(isListening());
     click(role::button, "Stop");
     EXPECT_TRUE(waitUntil([&] { return toolTip() == "Quorvane Tandrel — Done"; })) << toolTip();
+}
+
+/// Every file below `folder`, one after the other, but for the debug log.
+std::string filesBelow(const std::filesystem::path& folder) {
+    std::string all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file() && entry.path().filename() != "tandrel-debug.log") {
+            all += textOfFile(entry.path());
+        }
+    }
+    return all;
+}
+
+/// The log without the lines that name the stream's address.
+std::string withoutStreamAddress(const std::string& log) {
+    std::istringstream lines(log);
+    std::string rest;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find(" [establishConnection] url=") == std::string::npos) {
+            rest += line + '\n';
+        }
+    }
+    return rest;
+}
+
+TEST_F(AppStream, NoSecretIsLeftWhereItDoesNotBelong) {
+    const PrivateKeyring& keyring = desktop().startKeyring();
+    const BusRecording sessionBus(desktop().bus().address(), desktop().folder() / "session.pcap");
+    const BusRecording accessibilityBus(desktop().accessibility().address(),
+                                        desktop().folder() / "accessibility.pcap");
+    startStreaming();
+    const auto process = std::filesystem::path("/proc") / std::to_string(app().process().pid());
+    const std::string commandLine = textOfFile(process / "cmdline");
+    const std::string environmentText = textOfFile(process / "environ");
+    const std::string limits = textOfFile(process / "limits");
+    ASSERT_THAT(commandLine, HasSubstr("quorvane-tandrel"));
+    ASSERT_THAT(environmentText, HasSubstr("DBUS_SESSION_BUS_ADDRESS"));
+    EXPECT_THAT(limits, ContainsRegex("Max core file size +0 "));
+
+    const auto stored = [&](const char* account) {
+        return keyring.lookup("TandrelStatusBar", account).value_or("");
+    };
+    ASSERT_TRUE(waitUntil([&] { return !stored("quorvane-user-id").empty(); }));
+    const std::string description = backend().get("/dev/sessions/" + session());
+    const auto tokenAt = description.find(R"("token":)");
+    ASSERT_NE(tokenAt, std::string::npos) << description;
+    const auto begin = description.find('"', tokenAt + 8) + 1;
+    const std::string streamToken = description.substr(begin, description.find('"', begin) - begin);
+    const std::map<std::string, std::string> secrets{
+        {"password", DevBackend::password},
+        {"access token", stored("quorvane-access-token")},
+        {"refresh token", stored("quorvane-refresh-token")},
+        {"stream token", streamToken}};
+    click(role::button, "Sign Out");
+    interface().await(role::button, "Sign In");
+    ASSERT_TRUE(waitUntil([&] { return stored("quorvane-access-token").empty(); }));
+    endApp();
+
+    // What is looked through is what it seems to be.
+    ASSERT_THAT(sessionBus.bytes(), HasSubstr("CreateItem"));
+    ASSERT_THAT(sessionBus.bytes(), HasSubstr("dh-ietf1024-sha256-aes128-cbc-pkcs7"));
+    ASSERT_THAT(accessibilityBus.bytes(), HasSubstr("org.a11y.atspi"));
+    ASSERT_THAT(app().debugLog(), HasSubstr("token=" + streamToken));
+    const std::map<std::string, std::string> places{
+        {"output", app().output()},
+        {"log", withoutStreamAddress(app().debugLog())},
+        {"files", filesBelow(app().home())},
+        {"command line", commandLine},
+        {"environment", environmentText},
+        {"session bus", sessionBus.bytes()},
+        {"accessibility bus", accessibilityBus.bytes()}};
+    for (const auto& [what, secret] : secrets) {
+        ASSERT_GE(secret.size(), 8U) << what;
+        for (const auto& [where, text] : places) {
+            EXPECT_EQ(text.find(secret), std::string::npos)
+                << "the " << what << " in the " << where;
+        }
+    }
 }
 
 } // namespace

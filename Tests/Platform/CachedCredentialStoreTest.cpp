@@ -123,10 +123,12 @@ protected:
         return backing_->items.item(service, account);
     }
 
-    void loadAll() {
-        bool done = false;
-        const Handle handle = store_->load(keys, [&] { done = true; });
-        ASSERT_TRUE(queue_.drainUntil([&] { return done; }));
+    /// What the load came to.
+    std::optional<CredentialAccess> loadAll() {
+        std::optional<CredentialAccess> result;
+        const Handle handle = store_->load(keys, [&](CredentialAccess access) { result = access; });
+        queue_.drainUntil([&] { return result.has_value(); });
+        return result;
     }
 
     std::shared_ptr<Backing> backing_ = std::make_shared<Backing>();
@@ -181,7 +183,7 @@ TEST_F(CachedCredentialStoreTest, AnEmptyValueIsAnItem) {
 TEST_F(CachedCredentialStoreTest, ReadsAndWritesDoNotWaitForAStoreThatHangs) {
     backing_->gate.close();
     bool loaded = false;
-    const Handle handle = store_->load(keys, [&] { loaded = true; });
+    const Handle handle = store_->load(keys, [&](CredentialAccess /*access*/) { loaded = true; });
     backing_->gate.awaitCall();
     store_->add(service, "a", "new");
     store_->remove(service, "b");
@@ -197,7 +199,7 @@ TEST_F(CachedCredentialStoreTest, WhatIsWrittenOrDeletedWhileLoadingWinsOverWhat
     backing_->items.put(service, "b", "old b");
     backing_->gate.close();
     bool loaded = false;
-    const Handle handle = store_->load(keys, [&] { loaded = true; });
+    const Handle handle = store_->load(keys, [&](CredentialAccess /*access*/) { loaded = true; });
     backing_->gate.awaitCall();
     store_->remove(service, "a");
     store_->add(service, "a", "new a");
@@ -214,7 +216,7 @@ TEST_F(CachedCredentialStoreTest, WhatIsWrittenOrDeletedWhileLoadingWinsOverWhat
 TEST_F(CachedCredentialStoreTest, WhatWasReadAnswersBeforeTheRestIs) {
     backing_->items.put(service, "a", "early");
     backing_->gate.close();
-    const Handle handle = store_->load(keys, [] {});
+    const Handle handle = store_->load(keys, [](CredentialAccess /*access*/) {});
     backing_->gate.awaitCall();
     backing_->gate.admitOne();
     while (cached("a") == std::nullopt) {
@@ -226,10 +228,62 @@ TEST_F(CachedCredentialStoreTest, WhatWasReadAnswersBeforeTheRestIs) {
 TEST_F(CachedCredentialStoreTest, AFailedLoadIsAbsentAndDeletesNothing) {
     backing_->items.put(service, "a", "kept");
     backing_->items.setAvailable(false);
-    loadAll();
+    EXPECT_EQ(loadAll(), CredentialAccess::unreadable);
     EXPECT_EQ(cached("a"), std::nullopt);
     EXPECT_EQ(stored("a"), "kept");
     EXPECT_THAT(backing_->items.operations(), ElementsAre("read a", "read b"));
+}
+
+TEST_F(CachedCredentialStoreTest, ALoadTellsWhetherWhatItMissedMayBeThere) {
+    backing_->items.put(service, "b", "there");
+    EXPECT_EQ(loadAll(), CredentialAccess::readable) << "an item that is missing is no failure";
+    backing_->items.failAfter(1);
+    EXPECT_EQ(loadAll(), CredentialAccess::unreadable) << "one of two";
+    backing_->items.failAfter(0, CredentialStatus::noStore);
+    EXPECT_EQ(loadAll(), CredentialAccess::noStore);
+}
+
+TEST_F(CachedCredentialStoreTest, WhatTheStoreRefusedIsWrittenWhenItIsToldTo) {
+    backing_->items.put(service, "b", "old");
+    backing_->items.failAfter(0, CredentialStatus::noStore);
+    store_->add(service, "a", "1");
+    store_->remove(service, "a");
+    store_->add(service, "a", "2");
+    store_->remove(service, "b");
+    ASSERT_TRUE(store_->flush(longEnough));
+    backing_->items.setAvailable(true);
+    backing_->items.forgetOperations();
+    store_->writeAgain();
+    ASSERT_TRUE(store_->flush(longEnough));
+    EXPECT_EQ(stored("a"), "2");
+    EXPECT_EQ(stored("b"), std::nullopt);
+    EXPECT_THAT(backing_->items.operations(), ElementsAre("add a", "remove b"));
+    store_->writeAgain();
+    ASSERT_TRUE(store_->flush(longEnough));
+    EXPECT_EQ(backing_->items.operationCount(), 2U) << "nothing twice";
+}
+
+TEST_F(CachedCredentialStoreTest, WhatTheStoreHasTakenMeanwhileIsNotWrittenAgain) {
+    backing_->items.setAvailable(false);
+    store_->add(service, "a", "1");
+    ASSERT_TRUE(store_->flush(longEnough));
+    backing_->items.setAvailable(true);
+    store_->remove(service, "a");
+    ASSERT_TRUE(store_->flush(longEnough));
+    store_->writeAgain();
+    ASSERT_TRUE(store_->flush(longEnough));
+    EXPECT_THAT(backing_->items.operations(), ElementsAre("add a", "remove a"));
+}
+
+TEST_F(CachedCredentialStoreTest, WhatIsRefusedAgainIsStillRemembered) {
+    backing_->items.setAvailable(false);
+    store_->add(service, "a", "1");
+    store_->writeAgain();
+    ASSERT_TRUE(store_->flush(longEnough));
+    backing_->items.setAvailable(true);
+    store_->writeAgain();
+    ASSERT_TRUE(store_->flush(longEnough));
+    EXPECT_EQ(stored("a"), "1");
 }
 
 TEST_F(CachedCredentialStoreTest, ALaterLoadFindsWhatAnEarlierOneCouldNotRead) {
@@ -276,7 +330,7 @@ TEST_F(CachedCredentialStoreTest, TheCompletionComesOnceOnTheMainThreadAndNotFro
     const auto mainThread = std::this_thread::get_id();
     int calls = 0;
     std::thread::id thread;
-    const Handle handle = store_->load(keys, [&] {
+    const Handle handle = store_->load(keys, [&](CredentialAccess /*access*/) {
         ++calls;
         thread = std::this_thread::get_id();
     });
@@ -291,7 +345,7 @@ TEST_F(CachedCredentialStoreTest, TheCompletionComesOnceOnTheMainThreadAndNotFro
 TEST_F(CachedCredentialStoreTest, DestroyingTheHandleSilencesTheCompletionButLoadsAllTheSame) {
     backing_->items.put(service, "b", "loaded");
     int calls = 0;
-    Handle handle = store_->load(keys, [&] { ++calls; });
+    Handle handle = store_->load(keys, [&](CredentialAccess /*access*/) { ++calls; });
     handle.reset();
     while (cached("b") == std::nullopt) {
         std::this_thread::yield();
@@ -303,7 +357,7 @@ TEST_F(CachedCredentialStoreTest, DestroyingTheHandleSilencesTheCompletionButLoa
 TEST_F(CachedCredentialStoreTest, ACompletionMayDestroyItsHandle) {
     Handle handle;
     bool done = false;
-    handle = store_->load(keys, [&] {
+    handle = store_->load(keys, [&](CredentialAccess /*access*/) {
         handle.reset();
         done = true;
     });
@@ -321,7 +375,7 @@ TEST_F(CachedCredentialStoreTest, FlushGivesUpAtItsLimit) {
 
 TEST_F(CachedCredentialStoreTest, FlushDoesNotWaitForALoadWhenNothingIsLeftToWrite) {
     backing_->gate.close();
-    const Handle handle = store_->load(keys, [] {});
+    const Handle handle = store_->load(keys, [](CredentialAccess /*access*/) {});
     backing_->gate.awaitCall();
     EXPECT_TRUE(store_->flush(longEnough));
 }
@@ -329,7 +383,7 @@ TEST_F(CachedCredentialStoreTest, FlushDoesNotWaitForALoadWhenNothingIsLeftToWri
 TEST_F(CachedCredentialStoreTest, FlushSeesTheWritesDoneThoughALaterLoadHangs) {
     backing_->gate.close();
     store_->add(service, "a", "1");
-    const Handle handle = store_->load(keys, [] {});
+    const Handle handle = store_->load(keys, [](CredentialAccess /*access*/) {});
     backing_->gate.awaitCall();
     backing_->gate.admitOne();
     EXPECT_TRUE(store_->flush(longEnough));
@@ -339,7 +393,7 @@ TEST_F(CachedCredentialStoreTest, FlushSeesTheWritesDoneThoughALaterLoadHangs) {
 TEST_F(CachedCredentialStoreTest, ItGoesWhileTheStoreHangsAndNothingIsCalledAfterwards) {
     backing_->gate.close();
     bool loaded = false;
-    const Handle handle = store_->load(keys, [&] { loaded = true; });
+    const Handle handle = store_->load(keys, [&](CredentialAccess /*access*/) { loaded = true; });
     backing_->gate.awaitCall();
     store_->add(service, "a", "never written");
     store_.reset();

@@ -32,7 +32,7 @@ TEST(SecretServiceAbsence, WithoutABusSecretsLiveInMemoryForThisRun) {
     bool loaded = false;
     const Handle handle =
         cache.load({{service, std::string(KeychainService::account(Key::accessToken))}},
-                   [&] { loaded = true; });
+                   [&](CredentialAccess /*access*/) { loaded = true; });
     ASSERT_TRUE(queue.drainUntil([&] { return loaded; }));
     EXPECT_TRUE(keychain.save("token", Key::accessToken));
     EXPECT_TRUE(keychain.save("newer", Key::accessToken));
@@ -42,12 +42,12 @@ TEST(SecretServiceAbsence, WithoutABusSecretsLiveInMemoryForThisRun) {
     EXPECT_EQ(keychain.retrieve(Key::accessToken), std::nullopt);
 }
 
-TEST(SecretServiceAbsence, WithoutABusEveryOperationIsUnavailable) {
+TEST(SecretServiceAbsence, WithoutABusEveryOperationSaysThatThereIsNoStore) {
     SecretServiceStore store;
     std::string untouched = "as it was";
-    EXPECT_EQ(store.add(service, "account", "value"), CredentialStatus::unavailable);
-    EXPECT_EQ(store.copyMatching(service, "account", untouched), CredentialStatus::unavailable);
-    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::unavailable);
+    EXPECT_EQ(store.add(service, "account", "value"), CredentialStatus::noStore);
+    EXPECT_EQ(store.copyMatching(service, "account", untouched), CredentialStatus::noStore);
+    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::noStore);
     EXPECT_EQ(untouched, "as it was");
 }
 
@@ -56,7 +56,7 @@ TEST(SecretServiceAbsence, AServiceThatComesLaterIsFoundAndTheProcessOutlivesIts
     auto bus = std::make_unique<PrivateBus>(home);
     bus->makeDefault();
     SecretServiceStore store;
-    EXPECT_EQ(store.add(service, "account", "value"), CredentialStatus::unavailable);
+    EXPECT_EQ(store.add(service, "account", "value"), CredentialStatus::noStore);
 
     auto keyring = std::make_unique<PrivateKeyring>(*bus, home / "k");
     EXPECT_EQ(store.add(service, "account", "value"), CredentialStatus::success);
@@ -64,8 +64,8 @@ TEST(SecretServiceAbsence, AServiceThatComesLaterIsFoundAndTheProcessOutlivesIts
 
     keyring.reset();
     bus.reset();
-    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::unavailable);
-    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::unavailable);
+    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::noStore);
+    EXPECT_EQ(store.remove(service, "account"), CredentialStatus::noStore);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "BuildPaths.h"
 #include "FakeSystemPrompter.h"
+#include "PlainSecretService.h"
 #include "Platform/CachedCredentialStore.h"
 #include "Services/KeychainService.h"
 #include "Support/ManualMainQueue.h"
@@ -29,6 +30,7 @@ using std::chrono::steady_clock;
 using test::ChildProcess;
 using test::FakeSystemPrompter;
 using test::ManualMainQueue;
+using test::PlainSecretService;
 using test::PrivateBus;
 using test::PrivateKeyring;
 using testing::HasSubstr;
@@ -205,6 +207,24 @@ TEST_F(SecretServiceStoreTest, IsUnavailableWhileTheDaemonIsGoneAndLosesNothing)
     EXPECT_EQ(keychain_.retrieve(Key::accessToken), "kept");
 }
 
+TEST_F(SecretServiceStoreTest, TellsALockedKeyringFromNone) {
+    std::string value;
+    EXPECT_TRUE(keychain_.save("kept", Key::accessToken));
+    keyring_.kill();
+    EXPECT_EQ(store_.copyMatching(service, tokenAccount, value), CredentialStatus::noStore);
+    keyring_.restart(PrivateKeyring::Start::locked);
+    const FakeSystemPrompter prompter(bus_->address(), FakeSystemPrompter::User::dismisses);
+    EXPECT_EQ(store_.copyMatching(service, tokenAccount, value), CredentialStatus::unavailable);
+}
+
+TEST_F(SecretServiceStoreTest, AServiceThatCannotEncryptIsNone) {
+    keyring_.kill();
+    const PlainSecretService plain(bus_->address());
+    EXPECT_EQ(store_.add(service, "account", "the very secret"), CredentialStatus::noStore);
+    EXPECT_TRUE(plain.hasOpenedSession()) << "it was asked";
+    EXPECT_FALSE(plain.hasSeen("the very secret"));
+}
+
 TEST_F(SecretServiceStoreTest, ADismissedPromptMeansUnavailableAndDeletesNothing) {
     EXPECT_TRUE(keychain_.save("kept", Key::accessToken));
     keyring_.restart(PrivateKeyring::Start::locked);
@@ -281,7 +301,8 @@ TEST_F(SecretServiceStoreTest, APromptThatNobodyAnswersHoldsUpNeitherTheMainThre
     bool loaded = false;
     auto cache =
         std::make_unique<CachedCredentialStore>(std::make_unique<Watched>(std::move(token)), queue);
-    const Handle handle = cache->load({{service, tokenAccount}}, [&] { loaded = true; });
+    const Handle handle =
+        cache->load({{service, tokenAccount}}, [&](CredentialAccess /*access*/) { loaded = true; });
     ASSERT_TRUE(prompter->awaitPrompts(1));
 
     const auto start = steady_clock::now();
@@ -314,7 +335,8 @@ TEST_F(SecretServiceStoreTest, WithTheCacheASecretIsThereAtOnceAndInTheKeyringAf
 
     CachedCredentialStore nextRun(std::make_unique<SecretServiceStore>(), queue);
     bool loaded = false;
-    const Handle handle = nextRun.load({{service, tokenAccount}}, [&] { loaded = true; });
+    const Handle handle = nextRun.load({{service, tokenAccount}},
+                                       [&](CredentialAccess /*access*/) { loaded = true; });
     ASSERT_TRUE(queue.drainUntil([&] { return loaded; }));
     EXPECT_EQ(KeychainService(nextRun).retrieve(Key::accessToken), "token");
 }

@@ -258,6 +258,24 @@ TEST_F(AuthServiceTest, RestoringWithoutATokenRemovesTheCache) {
     EXPECT_EQ(output(), "[Auth] No cached session to restore\n");
 }
 
+TEST_F(AuthServiceTest, ATokenOutOfReachKeepsTheCacheForTheNextTime) {
+    backend.userDefaults.setData("cached_user_data", storedProfile);
+    for (const auto access : {CredentialAccess::unreadable, CredentialAccess::noStore}) {
+        operation = auth->restoreSession([this] { ++done; }, access);
+        EXPECT_EQ(cached(), storedProfile);
+        EXPECT_FALSE(signedIn());
+    }
+    EXPECT_EQ(done, 2);
+    EXPECT_EQ(output(), "[Auth] No cached session to restore\n"
+                        "[Auth] No cached session to restore\n");
+}
+
+TEST_F(AuthServiceTest, ACorruptCacheIsRemovedThoughTheTokenIsOutOfReach) {
+    backend.userDefaults.setData("cached_user_data", "{");
+    operation = auth->restoreSession({}, CredentialAccess::unreadable);
+    EXPECT_FALSE(cached());
+}
+
 TEST_F(AuthServiceTest, ACorruptCacheCountsAsNoneAndIsRemoved) {
     for (const char* corrupt : {"", "{", "[]", R"({"id":"u1","email":"e"})", "\xff\xfe",
                                 // not the form that is written

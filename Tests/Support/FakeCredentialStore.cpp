@@ -18,7 +18,7 @@ CredentialStatus FakeCredentialStore::add(std::string_view service, std::string_
                                           std::string_view value) {
     const std::lock_guard lock(mutex_);
     if (!begin("add", account)) {
-        return CredentialStatus::unavailable;
+        return failure_;
     }
     const bool added = items_.emplace(ItemKey(service, account), value).second;
     return added ? CredentialStatus::success : CredentialStatus::duplicateItem;
@@ -28,7 +28,7 @@ CredentialStatus FakeCredentialStore::copyMatching(std::string_view service,
                                                    std::string_view account, std::string& value) {
     const std::lock_guard lock(mutex_);
     if (!begin("read", account)) {
-        return CredentialStatus::unavailable;
+        return failure_;
     }
     const auto found = items_.find(ItemKey(service, account));
     if (found == items_.end()) {
@@ -41,7 +41,7 @@ CredentialStatus FakeCredentialStore::copyMatching(std::string_view service,
 CredentialStatus FakeCredentialStore::remove(std::string_view service, std::string_view account) {
     const std::lock_guard lock(mutex_);
     if (!begin("remove", account)) {
-        return CredentialStatus::unavailable;
+        return failure_;
     }
     const bool removed = items_.erase(ItemKey(service, account)) > 0;
     return removed ? CredentialStatus::success : CredentialStatus::itemNotFound;
@@ -50,11 +50,13 @@ CredentialStatus FakeCredentialStore::remove(std::string_view service, std::stri
 void FakeCredentialStore::setAvailable(bool available) {
     const std::lock_guard lock(mutex_);
     allowed_ = available ? std::nullopt : std::optional<std::size_t>(0);
+    failure_ = CredentialStatus::unavailable;
 }
 
-void FakeCredentialStore::failAfter(std::size_t count) {
+void FakeCredentialStore::failAfter(std::size_t count, CredentialStatus failure) {
     const std::lock_guard lock(mutex_);
     allowed_ = count;
+    failure_ = failure;
 }
 
 void FakeCredentialStore::put(std::string_view service, std::string_view account,

@@ -24,8 +24,8 @@ public:
 
     /// From now on every operation answers `unavailable` and changes nothing, or works again.
     void setAvailable(bool available);
-    /// Lets `count` more operations through, then becomes unavailable.
-    void failAfter(std::size_t count);
+    /// Lets `count` more operations through; from then on they answer `failure`.
+    void failAfter(std::size_t count, CredentialStatus failure = CredentialStatus::unavailable);
 
     /// Puts an item there, past all counting and failing.
     void put(std::string_view service, std::string_view account, std::string_view value);
@@ -48,6 +48,7 @@ private:
     std::map<ItemKey, std::string> items_;
     std::vector<std::string> operations_;
     std::optional<std::size_t> allowed_;
+    CredentialStatus failure_ = CredentialStatus::unavailable;
 };
 
 } // namespace tandrel::test

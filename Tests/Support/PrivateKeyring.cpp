@@ -20,7 +20,7 @@ PrivateKeyring::PrivateKeyring(const PrivateBus& bus, std::filesystem::path fold
     : bus_(bus)
     , folder_(std::move(folder)) {
     std::filesystem::create_directories(folder_ / "control");
-    std::ofstream(folder_ / "password") << "the test's own password";
+    std::ofstream(folder_ / "password") << password;
     restart(start);
 }
 

@@ -16,6 +16,8 @@ class PrivateBus;
 /// A real keyring (gnome-keyring's daemon) on a private bus, with its files in a private folder.
 class PrivateKeyring {
 public:
+    static constexpr const char* password = "the test's own password";
+
     /// Unlocked with a password of the test's own, or locked: whoever wants a secret then has to
     /// have the user asked.
     enum class Start { unlocked, locked };

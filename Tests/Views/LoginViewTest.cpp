@@ -14,6 +14,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tandrel {
 namespace {
@@ -40,8 +41,8 @@ protected:
     }
     [[nodiscard]] std::size_t requests() { return outside.backend.transport.requests().size(); }
 
-    std::unique_ptr<LoginView> view =
-        std::make_unique<LoginView>(controller.authService(), environment);
+    std::unique_ptr<LoginView> view = std::make_unique<LoginView>(
+        controller.authService(), controller.credentialKeeping, environment);
 
 private:
     QLineEdit& field(const char* name) { return *qobject_cast<QLineEdit*>(named(*view, name)); }
@@ -111,6 +112,84 @@ TEST_F(LoginViewTest, KeepsTheErrorsRoomWhileTheNextAttemptRuns) {
 TEST_F(LoginViewTest, TakesTheErrorAsPlainText) {
     auth().error.set("<b>bold</b>");
     EXPECT_TRUE(test::hasNamed(*view, "<b>bold</b>"));
+}
+
+// Whether it will be remembered
+
+class KeepingNote : public LoginViewTest {
+protected:
+    static constexpr const char* note = "No keyring: this sign-in will not be remembered.";
+
+    void learn(CredentialKeeping keeping) {
+        controller.credentialKeeping.set(keeping);
+        test::settle();
+    }
+    void reopen() {
+        view->hide();
+        view->show();
+        test::settle();
+    }
+    [[nodiscard]] bool showsNote() { return test::hasNamed(*view, note); }
+    /// Where everything below the fields is, and how high the form wants to be.
+    [[nodiscard]] std::vector<int> places() {
+        std::vector<int> all{view->heightForWidth(view->width())};
+        for (const char* name : {"Sign In", "Forgot password?", "Privacy"}) {
+            all.push_back(button(*view, name)->mapTo(view.get(), QPoint()).y());
+        }
+        return all;
+    }
+};
+
+TEST_F(KeepingNote, IsShownBelowTheButtonWhereThereIsNoKeyring) {
+    view->hide();
+    learn(CredentialKeeping::notKept);
+    reopen();
+    EXPECT_THAT(test::shownElements(*view),
+                ElementsAre("Quorvane Tandrel", "Sign in to connect to your interviews",
+                            "<Divider>", "Email", "Password", "<Show password>", "Sign In", note,
+                            "<Divider>", "Forgot password?", "Privacy"));
+    EXPECT_THAT(test::clippedParts(*view), IsEmpty());
+    EXPECT_EQ(qobject_cast<TextLabel*>(named(*view, note))->role(), ColorRole::secondary);
+}
+
+TEST_F(KeepingNote, TakesNoRoomWhereThereIsAKeyring) {
+    const auto before = places();
+    learn(CredentialKeeping::kept);
+    reopen();
+    EXPECT_EQ(places(), before);
+    learn(CredentialKeeping::notKept);
+    reopen();
+    EXPECT_GT(places().front(), before.front());
+}
+
+TEST_F(KeepingNote, MovesNothingWhenItComes) {
+    learn(CredentialKeeping::unknown);
+    reopen();
+    EXPECT_FALSE(showsNote());
+    const auto before = places();
+    learn(CredentialKeeping::notKept);
+    EXPECT_TRUE(showsNote());
+    EXPECT_EQ(places(), before);
+}
+
+TEST_F(KeepingNote, MovesNothingWhenItGoesAndLeavesItsRoomWithTheNextOpening) {
+    learn(CredentialKeeping::notKept);
+    reopen();
+    const auto before = places();
+    learn(CredentialKeeping::kept);
+    EXPECT_FALSE(showsNote());
+    EXPECT_EQ(places(), before);
+    reopen();
+    EXPECT_LT(places().front(), before.front());
+}
+
+TEST_F(KeepingNote, WaitsForTheNextOpeningWhereNoRoomWasKept) {
+    const auto before = places();
+    learn(CredentialKeeping::notKept);
+    EXPECT_FALSE(showsNote());
+    EXPECT_EQ(places(), before);
+    reopen();
+    EXPECT_TRUE(showsNote());
 }
 
 // What may be submitted

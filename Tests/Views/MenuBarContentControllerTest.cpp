@@ -34,18 +34,18 @@ constexpr const char* storedProfile = R"({"id":"u1","email":"ada@example.org","a
 class CredentialGate {
 public:
     [[nodiscard]] MenuBarContentController::CredentialLoader loader() {
-        return [this](std::function<void()> done) -> Handle {
+        return [this](std::function<void(CredentialAccess)> done) -> Handle {
             ++asked;
-            auto shared = std::make_shared<std::function<void()>>(std::move(done));
+            auto shared = std::make_shared<Done>(std::move(done));
             waiting_ = shared;
             return std::make_unique<Wait>(std::move(shared));
         };
     }
     /// False when nobody waits any more.
-    bool open() {
+    bool open(CredentialAccess access = CredentialAccess::readable) {
         const auto done = waiting_.lock();
         if (done) {
-            (*done)();
+            (*done)(access);
         }
         return done != nullptr;
     }
@@ -53,15 +53,16 @@ public:
     int asked = 0;
 
 private:
+    using Done = std::function<void(CredentialAccess)>;
     class Wait : public Operation {
     public:
-        explicit Wait(std::shared_ptr<std::function<void()>> done)
+        explicit Wait(std::shared_ptr<Done> done)
             : done_(std::move(done)) {}
 
     private:
-        std::shared_ptr<std::function<void()>> done_;
+        std::shared_ptr<Done> done_;
     };
-    std::weak_ptr<std::function<void()>> waiting_;
+    std::weak_ptr<Done> waiting_;
 };
 
 class MenuBarContentControllerTest : public testing::Test {
@@ -256,14 +257,14 @@ TEST_F(MenuBarContentControllerTest, TheRestoreWaitsAtMostThirtySeconds) {
     EXPECT_THAT(urls(), IsEmpty());
     outside.clock().advance(1ns);
     EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 1);
-    EXPECT_FALSE(gate.open()) << "too late to be heard";
+    gate.open(); // too late to be of use
     outside.turn();
     EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 1);
 }
 
 TEST_F(MenuBarContentControllerTest, CredentialsMayBeReadableAtOnce) {
-    content = makeContent([](const std::function<void()>& done) {
-        done();
+    content = makeContent([](const std::function<void(CredentialAccess)>& done) {
+        done(CredentialAccess::readable);
         return Handle();
     });
     storeSession();
@@ -272,6 +273,129 @@ TEST_F(MenuBarContentControllerTest, CredentialsMayBeReadableAtOnce) {
     EXPECT_TRUE(content->authService().isAuthenticated.value());
     outside.clock().advance(60s);
     EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 1);
+}
+
+// Credentials out of reach
+
+/// An earlier sign-in whose tokens are in a store that does not give them.
+class OutOfReach : public MenuBarContentControllerTest {
+protected:
+    void appear() {
+        outside.backend.userDefaults.setData("cached_user_data", storedProfile);
+        content = makeContent(gate.loader());
+        content->appear();
+    }
+    void fail(CredentialAccess access) {
+        ASSERT_TRUE(gate.open(access));
+        outside.turn();
+        ASSERT_FALSE(signedIn());
+    }
+    void succeed() {
+        storeSession();
+        ASSERT_TRUE(gate.open());
+        outside.turn();
+    }
+    [[nodiscard]] bool signedIn() const { return content->authService().isAuthenticated.value(); }
+
+    CredentialGate gate;
+};
+
+TEST_F(OutOfReach, ADismissedPromptLeavesTheProfileForTheNextStart) {
+    appear();
+    fail(CredentialAccess::unreadable);
+    EXPECT_TRUE(outside.backend.userDefaults.data("cached_user_data"));
+    EXPECT_EQ(content->credentialKeeping.value(), CredentialKeeping::kept);
+    expectNothingMore();
+}
+
+TEST_F(OutOfReach, APromptThatIsAnsweredLateStillRestores) {
+    appear();
+    outside.clock().advance(31s);
+    EXPECT_FALSE(signedIn());
+    EXPECT_TRUE(outside.backend.userDefaults.data("cached_user_data"));
+    succeed();
+    EXPECT_TRUE(signedIn());
+    EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 1);
+}
+
+TEST_F(OutOfReach, AStoreThatComesLateRestores) {
+    appear();
+    fail(CredentialAccess::noStore);
+    EXPECT_EQ(content->credentialKeeping.value(), CredentialKeeping::notKept);
+    EXPECT_TRUE(outside.backend.userDefaults.data("cached_user_data"));
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 2);
+    EXPECT_EQ(content->credentialKeeping.value(), CredentialKeeping::kept);
+    succeed();
+    EXPECT_TRUE(signedIn());
+}
+
+TEST_F(OutOfReach, AStoreThatComesDuringTheFirstLookIsLookedIntoAgain) {
+    appear();
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 2);
+    succeed();
+    EXPECT_TRUE(signedIn());
+    EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 1);
+}
+
+TEST_F(OutOfReach, AStoreThatComesBeforeTheContentShowsIsLookedIntoOnce) {
+    content = makeContent(gate.loader());
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 0);
+    content->appear();
+    EXPECT_EQ(gate.asked, 1);
+}
+
+TEST_F(OutOfReach, AStoreThatComesLateWithoutOurTokensForgetsTheProfile) {
+    appear();
+    fail(CredentialAccess::noStore);
+    content->credentialStoreAppeared();
+    fail(CredentialAccess::readable);
+    EXPECT_FALSE(outside.backend.userDefaults.data("cached_user_data"));
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 2) << "nothing is left to restore";
+}
+
+TEST_F(OutOfReach, WhoeverHasSignedInByHandIsLeftAlone) {
+    appear();
+    fail(CredentialAccess::noStore);
+    signIn();
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 1);
+    EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 0);
+}
+
+TEST_F(OutOfReach, ASignInUnderWayIsLeftAlone) {
+    appear();
+    outside.clock().advance(31s);
+    const Handle attempt = content->authService().login("ada@example.org", "password");
+    succeed();
+    EXPECT_FALSE(signedIn());
+    EXPECT_EQ(std::ranges::count(urls(), "/api/auth/me"), 0);
+}
+
+TEST_F(OutOfReach, WhoeverSignedOutAgainStaysSignedOut) {
+    appear();
+    fail(CredentialAccess::noStore);
+    signIn();
+    content->authService().logout();
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 1);
+}
+
+TEST_F(OutOfReach, NothingIsLookedForOnceItIsShutDown) {
+    appear();
+    fail(CredentialAccess::noStore);
+    content->shutdown();
+    content->credentialStoreAppeared();
+    EXPECT_EQ(gate.asked, 1);
+}
+
+TEST_F(MenuBarContentControllerTest, WithoutALoaderCredentialsAreKept) {
+    EXPECT_EQ(content->credentialKeeping.value(), CredentialKeeping::kept);
+    CredentialGate gate;
+    EXPECT_EQ(makeContent(gate.loader())->credentialKeeping.value(), CredentialKeeping::unknown);
 }
 
 // Signing in and out

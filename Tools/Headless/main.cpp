@@ -2,6 +2,7 @@
 #include "ConsoleInput.h"
 #include "DebugLog.h"
 #include "Foundation/Console.h"
+#include "Foundation/CoreDumps.h"
 #include "HeadlessRun.h"
 #include "MemoryStores.h"
 #include "Options.h"
@@ -84,7 +85,7 @@ int run(const Options& options) {
     RecordingStreamSocket recordingSocket(socket, record);
     MenuBarContentController content(
         {apiClient, audio, keychain, userDefaults, recordingSocket, AppState::shared(), clock},
-        [&credentials](std::function<void()> done) {
+        [&credentials](CachedCredentialStore::LoadCompletion done) {
             return credentials.load(KeychainService::items(), std::move(done));
         });
 
@@ -127,6 +128,7 @@ int main(int argc, char** argv) {
         std::fputs(parsed.text.c_str(), parsed.isError ? stderr : stdout);
         return parsed.isError ? static_cast<int>(headless::ExitCode::usage) : 0;
     }
+    refuseCoreDumps();
     DebugLog::createDirectory();
     usePlainEventLoops(PlainLoops::everywhere);
     const QCoreApplication application(argc, argv);

@@ -19,11 +19,20 @@ AppServices::AppServices(const std::string& backendBaseURL, AppState& appState, 
     , apiClient_(backendBaseURL, transport_, keychain_, clock)
     , audioService_(audioInput_, permission_, mainQueue_)
     , content_({apiClient_, audioService_, keychain_, settings_, socket_, appState, clock},
-               [this](std::function<void()> done) {
+               [this](CachedCredentialStore::LoadCompletion done) {
                    return credentials_.load(KeychainService::items(), std::move(done));
                }) {}
 
 AppServices::~AppServices() = default;
+
+void AppServices::keyringChanged(bool isThere) {
+    content_.credentialKeeping.set(isThere ? CredentialKeeping::kept : CredentialKeeping::notKept);
+}
+
+void AppServices::keyringAppeared() {
+    credentials_.writeAgain();
+    content_.credentialStoreAppeared();
+}
 
 void AppServices::shutDown() {
     content_.shutdown();

@@ -28,6 +28,11 @@ public:
 
     [[nodiscard]] MenuBarContentController& content() { return content_; }
 
+    /// Whether there is a keyring to be had, as far as the session bus knows.
+    void keyringChanged(bool isThere);
+    /// A keyring came, or came back.
+    void keyringAppeared();
+
     /// Stops everything, and waits (at most 1.7 s) until it is closed and stored.
     void shutDown();
 

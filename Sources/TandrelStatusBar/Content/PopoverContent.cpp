@@ -41,6 +41,14 @@ void PopoverContent::setOnStatus(std::function<void(const Status&)> handler) {
     onStatus_ = std::move(handler);
 }
 
+void PopoverContent::keyringChanged(bool isThere) {
+    services_.keyringChanged(isThere);
+}
+
+void PopoverContent::keyringAppeared() {
+    services_.keyringAppeared();
+}
+
 void PopoverContent::tellStatus() {
     if (!onStatus_) {
         return;

@@ -23,6 +23,8 @@ public:
     [[nodiscard]] QWidget* makeCard() override;
     QMargins setShadowVisible(bool isVisible) override;
     void setOnStatus(std::function<void(const Status&)> handler) override;
+    void keyringChanged(bool isThere) override;
+    void keyringAppeared() override;
     void shutDown() override;
 
 private:

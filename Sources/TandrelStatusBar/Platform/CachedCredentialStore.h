@@ -16,7 +16,8 @@ class MainQueue;
 
 /// A credential store that answers from a copy in memory, at once, and passes writes and deletes in
 /// their order to another store, which may take minutes (a locked keyring asks its user) or never
-/// answer at all. What that store refuses lives in memory for this run only.
+/// answer at all. What that store refuses lives in memory for this run only, unless it takes it
+/// later.
 ///
 /// Main thread. The other store is called on a thread of its own, one call at a time, and destroyed
 /// on whichever thread is the last to use it.
@@ -34,11 +35,16 @@ public:
                                   std::string& value) override;
     CredentialStatus remove(std::string_view service, std::string_view account) override;
 
-    /// Reads the items of `keys` into the copy, then calls `completion` on the main thread. What
-    /// was added or removed here, before or meanwhile, wins over what is read; an item that cannot
-    /// be read is absent, and stays in the other store. Destroying the handle silences the
-    /// completion only.
-    [[nodiscard]] Handle load(std::vector<CredentialKey> keys, std::function<void()> completion);
+    using LoadCompletion = std::function<void(CredentialAccess access)>;
+
+    /// Reads the items of `keys` into the copy, then calls `completion` on the main thread with
+    /// what access there was to the worst of them. What was added or removed here, before or
+    /// meanwhile, wins over what is read; an item that cannot be read is absent, and stays in the
+    /// other store. Destroying the handle silences the completion only.
+    [[nodiscard]] Handle load(std::vector<CredentialKey> keys, LoadCompletion completion);
+
+    /// Passes on once more what did not reach the other store: it has come, or come back.
+    void writeAgain();
 
     /// Waits until the other store has seen every write and delete, for at most `limit`; whether it
     /// has. Returns at once when there is none left, even if a `load()` hangs.
@@ -46,7 +52,7 @@ public:
 
 private:
     struct Shared;
-    void postWrite(std::function<void(CredentialStore&)> write);
+    void postWrite(std::function<void(Shared&)> write);
 
     std::shared_ptr<Shared> shared_;
     SerialWorker worker_;

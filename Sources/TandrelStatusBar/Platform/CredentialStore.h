@@ -10,9 +10,24 @@ enum class CredentialStatus {
     success,
     itemNotFound,
     duplicateItem,
-    /// No store, locked, access denied, prompt dismissed, no answer.
+    /// Locked, access denied, prompt dismissed, no answer.
     unavailable,
+    /// There is no store.
+    noStore,
 };
+
+/// Whether what a store holds can be known.
+enum class CredentialAccess {
+    /// What was not found is not there.
+    readable,
+    /// There may be items that cannot be read now: locked, prompt dismissed, no answer.
+    unreadable,
+    /// There is no store, which may come yet.
+    noStore,
+};
+
+/// Whether there is a store that keeps credentials beyond this run.
+enum class CredentialKeeping { unknown, kept, notKept };
 
 /// What an item is stored under.
 struct CredentialKey {

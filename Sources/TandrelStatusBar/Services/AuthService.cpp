@@ -112,7 +112,7 @@ void AuthService::finishLogin(const Result<LoginResponse, PostError>& answer) {
     isLoading.set(false);
 }
 
-Handle AuthService::restoreSession(const std::function<void()>& done) {
+Handle AuthService::restoreSession(const std::function<void()>& done, CredentialAccess access) {
     const std::optional<UserProfile> cached = loadCachedUser();
     if (cached && keychain_.retrieve(KeychainService::Key::accessToken)) {
         user.set(cached);
@@ -121,7 +121,10 @@ Handle AuthService::restoreSession(const std::function<void()>& done) {
         return validateSession(done);
     }
     printLine("[Auth] No cached session to restore");
-    userDefaults_.remove(cachedUserKey);
+    // A token that cannot be read now is worth nothing the next time without its profile.
+    if (!cached || access == CredentialAccess::readable) {
+        userDefaults_.remove(cachedUserKey);
+    }
     isAuthenticated.set(false);
     if (done) {
         done();

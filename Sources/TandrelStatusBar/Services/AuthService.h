@@ -5,6 +5,7 @@
 #include "Foundation/Published.h"
 #include "Foundation/Result.h"
 #include "Models/AuthModels.h"
+#include "Platform/CredentialStore.h"
 #include "Services/APIClient.h"
 
 #include <functional>
@@ -41,8 +42,10 @@ public:
     [[nodiscard]] Handle login(std::string email, std::string password,
                                std::function<void()> done = {});
     /// Restores the cached session, then validates it. `done` comes when both have ended: before
-    /// this returns, with a null handle, when there is no session to restore.
-    [[nodiscard]] Handle restoreSession(const std::function<void()>& done = {});
+    /// this returns, with a null handle, when there is no session to restore. The cached profile
+    /// then goes, unless `access` says that its token may only be out of reach.
+    [[nodiscard]] Handle restoreSession(const std::function<void()>& done = {},
+                                        CredentialAccess access = CredentialAccess::readable);
     /// Confirms the session with the backend; only a 401 signs out. `done` comes when the outcome
     /// is published.
     [[nodiscard]] Handle validateSession(std::function<void()> done = {});

@@ -15,6 +15,8 @@
 #include "Views/SteadySlot.h"
 
 #include <QHBoxLayout>
+#include <QHideEvent>
+#include <QSizePolicy>
 #include <QVBoxLayout>
 
 #include <string>
@@ -28,9 +30,11 @@ constexpr int maxErrorLines = 8;
 
 } // namespace
 
-LoginView::LoginView(AuthService& authService, const ViewEnvironment& environment, QWidget* parent)
+LoginView::LoginView(AuthService& authService, Published<CredentialKeeping>& credentialKeeping,
+                     const ViewEnvironment& environment, QWidget* parent)
     : QWidget(parent)
     , authService_(authService)
+    , credentialKeeping_(credentialKeeping)
     , environment_(environment) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins({});
@@ -46,9 +50,12 @@ LoginView::LoginView(AuthService& authService, const ViewEnvironment& environmen
         authService_.isLoading.observe([this](bool /*isLoading*/) { updateSignInButton(); }));
     subscriptions_.push_back(
         authService_.error.observe([this](const auto& /*error*/) { showError(); }));
+    subscriptions_.push_back(credentialKeeping_.onChange(
+        [this](CredentialKeeping /*keeping*/) { updateKeepingNote(); }));
     showPasswordToggle();
     showError();
     updateSignInButton();
+    updateKeepingNote();
 }
 
 LoginView::~LoginView() = default;
@@ -95,6 +102,12 @@ QWidget* LoginView::makeForm() {
 
     signIn_ = new ProminentButton(QStringLiteral("Sign In"));
     column->addWidget(signIn_);
+
+    keepingNote_ = new TextLabel(QStringLiteral("No keyring: this sign-in will not be remembered."),
+                                 11, ColorRole::secondary);
+    keepingNote_->setMaximumLines(0);
+    keepingNote_->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    column->addWidget(keepingNote_);
 
     for (TextField* field : {email_, static_cast<TextField*>(password_)}) {
         connect(field, &QLineEdit::textChanged, this, &LoginView::updateSignInButton);
@@ -190,6 +203,23 @@ void LoginView::updateSignInButton() {
     }
     signIn_->setBusy(authService_.isLoading.value());
     signIn_->setEnabled(enabled);
+}
+
+void LoginView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    updateKeepingNote();
+}
+
+void LoginView::updateKeepingNote() {
+    const CredentialKeeping keeping = credentialKeeping_.value();
+    QSizePolicy policy = keepingNote_->sizePolicy();
+    if (!isVisible()) {
+        // Decided before the form is seen: nothing in it moves when the news comes.
+        policy.setRetainSizeWhenHidden(keeping != CredentialKeeping::kept);
+        keepingNote_->setSizePolicy(policy);
+    }
+    keepingNote_->setVisible(keeping == CredentialKeeping::notKept &&
+                             policy.retainSizeWhenHidden());
 }
 
 } // namespace tandrel

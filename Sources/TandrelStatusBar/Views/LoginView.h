@@ -2,6 +2,7 @@
 
 #include "Foundation/Handle.h"
 #include "Foundation/Published.h"
+#include "Platform/CredentialStore.h"
 #include "Views/ViewEnvironment.h"
 
 #include <QWidget>
@@ -23,9 +24,9 @@ class TextLabel;
 class LoginView : public QWidget {
     Q_OBJECT
 public:
-    /// The service must outlive the view.
-    LoginView(AuthService& authService, const ViewEnvironment& environment,
-              QWidget* parent = nullptr);
+    /// Both must outlive the view.
+    LoginView(AuthService& authService, Published<CredentialKeeping>& credentialKeeping,
+              const ViewEnvironment& environment, QWidget* parent = nullptr);
     ~LoginView() override;
 
     /// Both fields hold something, spaces included, and no sign-in is under way.
@@ -35,6 +36,9 @@ public:
     void submit();
     /// Wipes the password at once: the view is about to go.
     void wipePassword();
+
+protected:
+    void hideEvent(QHideEvent* event) override;
 
 private:
     [[nodiscard]] QWidget* makeHeader();
@@ -46,8 +50,10 @@ private:
     void showPasswordToggle();
     void showError();
     void updateSignInButton();
+    void updateKeepingNote();
 
     AuthService& authService_;
+    Published<CredentialKeeping>& credentialKeeping_;
     const ViewEnvironment environment_;
 
     TextField* email_ = nullptr;
@@ -56,6 +62,7 @@ private:
     SteadySlot* errorSlot_ = nullptr;
     TextLabel* error_ = nullptr;
     ProminentButton* signIn_ = nullptr;
+    TextLabel* keepingNote_ = nullptr;
 
     Handle login_;
     std::vector<Subscription> subscriptions_;

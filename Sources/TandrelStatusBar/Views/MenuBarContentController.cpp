@@ -1,6 +1,5 @@
 #include "Views/MenuBarContentController.h"
 
-#include "Platform/Clock.h"
 #include "Services/AudioCaptureService.h"
 
 #include <chrono>
@@ -16,7 +15,8 @@ constexpr std::chrono::seconds credentialTimeout(30);
 
 MenuBarContentController::MenuBarContentController(const Environment& environment,
                                                    CredentialLoader loadCredentials)
-    : environment_(environment)
+    : credentialKeeping(loadCredentials ? CredentialKeeping::unknown : CredentialKeeping::kept)
+    , environment_(environment)
     , loadCredentials_(std::move(loadCredentials))
     , authService_(environment.apiClient, environment.keychain, environment.userDefaults)
     , sessionService_(environment.apiClient, environment.keychain, environment.clock)
@@ -35,24 +35,53 @@ void MenuBarContentController::appear() {
     }
     // Before any waiting: a second appearance during the restore does nothing.
     hasInitialized_ = true;
-    const auto startUp = [this](Clock::Duration delay) {
-        startUp_ = environment_.clock.after(delay, [this] { restoreSession(); });
-    };
     if (!loadCredentials_) {
-        startUp(Clock::Duration::zero());
+        restoreSoon(Clock::Duration::zero(), CredentialAccess::readable);
         return;
     }
-    startUp(credentialTimeout);
-    credentialLoad_ = loadCredentials_([startUp] { startUp(Clock::Duration::zero()); });
+    restoreSoon(credentialTimeout, CredentialAccess::unreadable);
+    loadCredentials();
 }
 
-void MenuBarContentController::restoreSession() {
-    credentialLoad_.reset();
-    restore_ = authService_.restoreSession([this] {
-        if (authService_.isAuthenticated.value() && !hasMovedOn()) {
-            sessionService_.startPolling();
-        }
-    });
+void MenuBarContentController::credentialStoreAppeared() {
+    credentialKeeping.set(CredentialKeeping::kept);
+    // A look that is under way may have missed it; the new one stands in for it.
+    if (loadCredentials_ && hasInitialized_ && restoreState_ != Restore::done) {
+        loadCredentials();
+    }
+}
+
+void MenuBarContentController::loadCredentials() {
+    credentialLoad_ =
+        loadCredentials_([this](CredentialAccess access) { credentialsLoaded(access); });
+}
+
+void MenuBarContentController::credentialsLoaded(CredentialAccess access) {
+    credentialKeeping.set(access == CredentialAccess::noStore ? CredentialKeeping::notKept
+                                                              : CredentialKeeping::kept);
+    if (restoreState_ == Restore::due ||
+        (restoreState_ == Restore::waiting && access == CredentialAccess::readable)) {
+        restoreSoon(Clock::Duration::zero(), access);
+    }
+}
+
+void MenuBarContentController::restoreSoon(Clock::Duration delay, CredentialAccess access) {
+    startUp_ = environment_.clock.after(delay, [this, access] { restoreSession(access); });
+}
+
+void MenuBarContentController::restoreSession(CredentialAccess access) {
+    const bool isLate = restoreState_ == Restore::waiting;
+    restoreState_ = access == CredentialAccess::readable ? Restore::done : Restore::waiting;
+    if (isLate && (authService_.isAuthenticated.value() || authService_.isLoading.value())) {
+        return; // somebody was quicker than the keyring
+    }
+    restore_ = authService_.restoreSession(
+        [this] {
+            if (authService_.isAuthenticated.value() && !hasMovedOn()) {
+                sessionService_.startPolling();
+            }
+        },
+        access);
 }
 
 bool MenuBarContentController::hasMovedOn() {
@@ -65,6 +94,9 @@ bool MenuBarContentController::hasMovedOn() {
 
 void MenuBarContentController::authenticationChanged(bool isAuthenticated) {
     if (isAuthenticated) {
+        if (restoreState_ == Restore::waiting) {
+            restoreState_ = Restore::done;
+        }
         sessionService_.startPolling();
         createPanel();
         return;
@@ -90,6 +122,7 @@ void MenuBarContentController::destroyPanel() {
 
 void MenuBarContentController::shutdown() {
     hasInitialized_ = true;
+    restoreState_ = Restore::done;
     authentication_.reset();
     credentialLoad_.reset();
     startUp_.reset();

@@ -2,6 +2,8 @@
 
 #include "Foundation/Handle.h"
 #include "Foundation/Published.h"
+#include "Platform/Clock.h"
+#include "Platform/CredentialStore.h"
 #include "Services/AuthService.h"
 #include "Services/SessionService.h"
 #include "Services/WebSocketService.h"
@@ -16,7 +18,6 @@ namespace tandrel {
 class APIClient;
 class AppState;
 class AudioCaptureService;
-class Clock;
 class KeychainService;
 class StreamSocket;
 class UserDefaults;
@@ -37,11 +38,11 @@ public:
         Clock& clock;
     };
 
-    /// Makes the stored credentials readable and calls `done`, then or later. May return null when
-    /// they are already.
-    using CredentialLoader = std::function<Handle(std::function<void()> done)>;
+    /// Makes the stored credentials readable and calls `done`, then or later, with what came of it.
+    /// May return null when they are already.
+    using CredentialLoader = std::function<Handle(std::function<void(CredentialAccess)> done)>;
 
-    /// Without a loader the credentials are taken to be readable.
+    /// Without a loader the credentials are taken to be readable and kept.
     explicit MenuBarContentController(const Environment& environment,
                                       CredentialLoader loadCredentials = {});
     /// Shuts down.
@@ -50,8 +51,12 @@ public:
     MenuBarContentController& operator=(const MenuBarContentController&) = delete;
 
     /// To be called whenever the content is shown. The first time it restores the previous sign-in,
-    /// as soon as the credentials are readable, after 30 s at the latest.
+    /// as soon as the credentials are readable, after 30 s at the latest. If they cannot be read by
+    /// then, it does so when they can, unless somebody has signed in by hand.
     void appear();
+
+    /// To be called when a store of credentials has come, or come back.
+    void credentialStoreAppeared();
 
     /// For the end of the program, whatever is under way: stops capture, closes the socket
     /// normally, ends all pending work. Nothing starts any more. May be called again.
@@ -61,13 +66,19 @@ public:
     /// it goes before it does.
     Published<StreamingController*> panel{nullptr};
 
+    /// Whether a sign-in will be remembered; assigned by whoever learns of it.
+    Published<CredentialKeeping> credentialKeeping;
+
     [[nodiscard]] AuthService& authService() { return authService_; }
     [[nodiscard]] SessionService& sessionService() { return sessionService_; }
     [[nodiscard]] WebSocketService& wsService() { return *wsService_; }
     [[nodiscard]] AudioCaptureService& audioService() { return environment_.audioService; }
 
 private:
-    void restoreSession();
+    void loadCredentials();
+    void credentialsLoaded(CredentialAccess access);
+    void restoreSoon(Clock::Duration delay, CredentialAccess access);
+    void restoreSession(CredentialAccess access);
     [[nodiscard]] bool hasMovedOn();
     void authenticationChanged(bool isAuthenticated);
     void createPanel();
@@ -80,7 +91,11 @@ private:
     std::shared_ptr<WebSocketService> wsService_;
     std::unique_ptr<StreamingController> streamingController_;
 
+    /// `waiting`: once tried, without being able to read the credentials.
+    enum class Restore { due, waiting, done };
+
     bool hasInitialized_ = false;
+    Restore restoreState_ = Restore::due;
     Handle credentialLoad_;
     Handle startUp_;
     Handle restore_;

@@ -63,7 +63,8 @@ void MenuBarContentView::showContent(StreamingController* panel) {
 
 void MenuBarContentView::showLogin() {
     removeContent();
-    loginView_ = new LoginView(controller_.authService(), environment_, this);
+    loginView_ =
+        new LoginView(controller_.authService(), controller_.credentialKeeping, environment_, this);
     present(*loginView_);
 }
 

@@ -7,10 +7,12 @@
 
 #include <libsecret/secret.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -63,6 +65,26 @@ using ValuePointer = std::unique_ptr<SecretValue, ValueUnref>;
 
 using Items = std::vector<ObjectPointer<SecretItem>>;
 
+/// Nobody owns the service's name, and nobody can be started for it.
+bool meansThatNobodyServes(const glib::Error& error) {
+    constexpr int codes[] = {
+        G_DBUS_ERROR_SERVICE_UNKNOWN,
+        G_DBUS_ERROR_NAME_HAS_NO_OWNER,
+        G_DBUS_ERROR_SPAWN_SERVICE_NOT_FOUND,
+        G_DBUS_ERROR_SPAWN_SERVICE_INVALID,
+        G_DBUS_ERROR_SPAWN_FILE_INVALID,
+        G_DBUS_ERROR_SPAWN_CONFIG_INVALID,
+        G_DBUS_ERROR_SPAWN_EXEC_FAILED,
+        G_DBUS_ERROR_SPAWN_FORK_FAILED,
+        G_DBUS_ERROR_SPAWN_SETUP_FAILED,
+        G_DBUS_ERROR_SPAWN_PERMISSIONS_INVALID,
+        G_DBUS_ERROR_SPAWN_CHILD_EXITED,
+        G_DBUS_ERROR_SPAWN_CHILD_SIGNALED,
+        G_DBUS_ERROR_SPAWN_FAILED,
+    };
+    return std::ranges::any_of(codes, [&](int code) { return error.matches(G_DBUS_ERROR, code); });
+}
+
 /// What an operation came to; nothing means that it failed with an error.
 using Outcome = std::optional<CredentialStatus>;
 
@@ -88,10 +110,10 @@ public:
         const glib::ContextScope scope(context_.get());
         const bool hadService = service_ != nullptr;
         Outcome outcome = attempt(operation);
-        if (!outcome && hadService && !timedOut_) {
+        if (!outcome && hadService && !hasTimedOut_) {
             outcome = attempt(operation);
         }
-        return outcome.value_or(CredentialStatus::unavailable);
+        return outcome.value_or(failure_);
     }
 
     static std::optional<Items> search(SecretService& service, const Attributes& attributes,
@@ -145,13 +167,15 @@ private:
 
     Outcome attempt(const Operation& operation) {
         glib::Error error;
-        timedOut_ = false;
+        hasTimedOut_ = false;
         Outcome outcome;
         if (connect(error)) {
             outcome = operation(*service_, error);
         }
         if (!outcome) {
-            timedOut_ = error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+            hasTimedOut_ = error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+            failure_ = bus_ && !meansThatNobodyServes(error) ? CredentialStatus::unavailable
+                                                             : CredentialStatus::noStore;
             service_.reset();
             bus_.reset();
         }
@@ -168,13 +192,27 @@ private:
         }
         service_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr,
                                                 SECRET_SERVICE_OPEN_SESSION, nullptr, error.out()));
-        return service_ != nullptr;
+        return service_ != nullptr && isEncrypted(error);
+    }
+
+    /// libsecret settles for secrets in clear with a service that cannot encrypt; anybody who
+    /// watches the bus would see them.
+    bool isEncrypted(glib::Error& error) const {
+        const char* const algorithms = secret_service_get_session_algorithms(service_.get());
+        if (algorithms != nullptr && std::string_view(algorithms) != "plain") {
+            return true;
+        }
+        g_set_error_literal(error.out(), G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN,
+                            "the service does not encrypt");
+        return false;
     }
 
     const std::unique_ptr<GMainContext, ContextUnref> context_{g_main_context_new()};
     ObjectPointer<GDBusConnection> bus_;
     ObjectPointer<SecretService> service_;
-    bool timedOut_ = false;
+    bool hasTimedOut_ = false;
+    /// What the latest failed attempt comes to.
+    CredentialStatus failure_ = CredentialStatus::unavailable;
     steady_clock::time_point quietUntil_;
 };
 

@@ -10,9 +10,9 @@ namespace tandrel {
 /// `service` and `account`; secrets cross the bus encrypted.
 ///
 /// One thread at a time, never the main one: a call takes up to 25 s when the service does not
-/// answer, and for as long as the user looks at a prompt when the keyring is locked. With no bus,
-/// no service, a keyring that stays locked or any other failure, the answer is `unavailable`; the
-/// next call tries anew.
+/// answer, and for as long as the user looks at a prompt when the keyring is locked. With no bus or
+/// no service the answer is `noStore`, with a keyring that stays locked or any other failure
+/// `unavailable`; the next call tries anew.
 class SecretServiceStore : public CredentialStore {
 public:
     SecretServiceStore();
