@@ -1,6 +1,7 @@
 #include "Services/VersionComparison.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstddef>
 
 namespace tandrel {
@@ -76,7 +77,7 @@ std::weak_ordering compareVersions(std::string_view left, std::string_view right
     while (!left.empty() || !right.empty()) {
         const Piece leftPiece = takePiece(left);
         const Piece rightPiece = takePiece(right);
-        if (const auto order = comparePieces(leftPiece, rightPiece); order != 0) {
+        if (const auto order = comparePieces(leftPiece, rightPiece); std::is_neq(order)) {
             return order;
         }
     }
