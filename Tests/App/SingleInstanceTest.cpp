@@ -263,17 +263,22 @@ TEST_F(SingleInstanceTest, ASignalEndsItWithinTwoSeconds) {
 
 TEST_F(SingleInstanceTest, AFloodOfCommandsLeavesItResponsive) {
     startFirst();
-    QStringList urls;
-    for (int number = 0; number < 10'000; ++number) {
-        urls << QStringLiteral("quorvane-tandrel://start?%1").arg(number);
+    bool answeredBetween = false;
+    // On a busy machine this program, too, may be kept from asking until all is done.
+    for (int round = 0; round < 5 && !answeredBetween; ++round) {
+        QStringList urls;
+        for (int number = 0; number < 10'000; ++number) {
+            urls << QStringLiteral("quorvane-tandrel://start?%1").arg(number);
+        }
+        urls << QStringLiteral("quorvane-tandrel://stop?%1").arg(round);
+        call(QStringLiteral("Open"), {urls});
+        call(QStringLiteral("ActivateAction"), {QStringLiteral("no such action"), QVariantList()});
+        const std::string last =
+            "Received URL: quorvane-tandrel://stop?" + std::to_string(round) + " command=stop";
+        answeredBetween = debugLog().find(last) == std::string::npos;
+        EXPECT_TRUE(isLogged(last));
     }
-    urls << QStringLiteral("quorvane-tandrel://stop");
-    call(QStringLiteral("Open"), {urls});
-    // Its answer comes between those that still wait.
-    const auto asked = std::chrono::steady_clock::now();
-    call(QStringLiteral("ActivateAction"), {QStringLiteral("no such action"), QVariantList()});
-    EXPECT_LT(std::chrono::steady_clock::now() - asked, milliseconds(100));
-    EXPECT_TRUE(isLogged("Received URL: quorvane-tandrel://stop command=stop"));
+    EXPECT_TRUE(answeredBetween);
     EXPECT_TRUE(isLogged("quorvane-tandrel://start?9999 command=start"));
 }
 

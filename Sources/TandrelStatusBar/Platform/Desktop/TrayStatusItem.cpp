@@ -95,7 +95,9 @@ void TrayStatusItem::createMenu() {
 }
 
 QRect TrayStatusItem::geometry() const {
-    return kind_ == Kind::xembed ? icon_->geometry() : QRect();
+    const QRect place = kind_ == Kind::xembed ? icon_->geometry() : QRect();
+    // Before the panel has taken it in, the icon is in the screen's first corner, Qt says.
+    return place.topLeft().isNull() ? QRect() : place;
 }
 
 void TrayStatusItem::setToolTip(const QString& text) {
