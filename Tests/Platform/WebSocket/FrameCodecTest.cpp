@@ -206,7 +206,7 @@ TEST(FrameCodec, ComesToTheSameResultWholeOrInPieces) {
     for (; fed < wanted; ++runs) {
         std::string bytes;
         if (runs % 2 == 0) {
-            bytes = randomTraffic(random, 20'000);
+            bytes += randomTraffic(random, 20'000);
         } else {
             bytes.resize(20'000);
             for (char& byte : bytes) {
