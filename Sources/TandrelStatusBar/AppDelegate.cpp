@@ -18,19 +18,25 @@ void AppDelegate::open(const std::vector<std::string>& urls) {
     for (const std::string& url : urls) {
         waiting_.push_back(UrlCommand::bounded(url));
     }
-    if (!nextTurn_) {
-        handleSome();
-    }
+    handleSome();
 }
 
 void AppDelegate::handleSome() {
-    for (std::size_t handled = 0; handled < urlsPerTurn && !waiting_.empty(); ++handled) {
+    for (; handledThisTurn_ < urlsPerTurn && !waiting_.empty(); ++handledThisTurn_) {
         const std::string url = std::move(waiting_.front());
         waiting_.pop_front();
         handle(url);
     }
-    nextTurn_ = waiting_.empty() ? nullptr
-                                 : clock_.after(Clock::Duration::zero(), [this] { handleSome(); });
+    // Also when nothing waits now: many may come one after the other in the same turn.
+    if (!nextTurn_) {
+        nextTurn_ = clock_.after(Clock::Duration::zero(), [this] {
+            nextTurn_.reset();
+            handledThisTurn_ = 0;
+            if (!waiting_.empty()) {
+                handleSome();
+            }
+        });
+    }
 }
 
 void AppDelegate::handle(const std::string& url) {

@@ -3,6 +3,7 @@
 #include "Foundation/Handle.h"
 #include "Platform/Clock.h"
 
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <string>
@@ -50,6 +51,7 @@ private:
     Clock& clock_;
     Desktop desktop_;
     std::deque<std::string> waiting_;
+    std::size_t handledThisTurn_ = 0;
     Handle nextTurn_;
     Handle click_;
 };

@@ -111,12 +111,17 @@ AppProcess& AppStory::startWithPopover(const std::filesystem::path& home) {
 }
 
 void AppStory::click(const std::string& role, const std::string& name) {
-    // An element that has just come may still be moving to its place.
+    // An element that has just come may still be on its way to its place: the window grows only
+    // after its content, when the X server says so.
+    constexpr int looks = 8;
     auto area = interface().extents(interface().awaitEnabled(role, name));
+    int unchanged = 0;
     waitUntil([&] {
         const auto before = area;
         area = interface().extents(interface().awaitEnabled(role, name));
-        return area.x == before.x && area.y == before.y && area.width == before.width;
+        const bool isSame = area.x == before.x && area.y == before.y && area.width == before.width;
+        unchanged = isSame ? unchanged + 1 : 0;
+        return unchanged == looks;
     });
     input().click(area.x + area.width / 2, area.y + area.height / 2);
 }
