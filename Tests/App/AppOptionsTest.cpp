@@ -52,9 +52,8 @@ TEST(AppOptions, HelpNamesEveryOption) {
     const auto parsed = parseAppOptions({"--help"});
     EXPECT_FALSE(parsed.proceeds);
     EXPECT_EQ(parsed.exitCode, 0);
-    for (const char* const option :
-         {"--show", "--start", "--stop", "--quit", "--background", "--autostart [on|off]",
-          "--doctor [--json]", "--version"}) {
+    for (const char* const option : {"--show", "--start", "--stop", "--quit", "--background",
+                                     "--autostart [on|off]", "--doctor [--json]", "--version"}) {
         EXPECT_THAT(parsed.text, HasSubstr(option));
     }
 }
