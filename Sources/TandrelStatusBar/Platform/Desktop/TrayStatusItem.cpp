@@ -27,7 +27,12 @@ TrayStatusItem::TrayStatusItem(Handlers handlers, IconSource iconSource, MenuEnt
     QMetaObject::invokeMethod(this, &TrayStatusItem::follow, Qt::QueuedConnection);
 }
 
-TrayStatusItem::~TrayStatusItem() = default;
+TrayStatusItem::~TrayStatusItem() {
+    if (menu_) {
+        // Qt frees what it has made of a menu's entries for the bus only when they are removed.
+        menu_->clear();
+    }
+}
 
 bool TrayStatusItem::hasHost(Kind kind) const {
     switch (kind) {
