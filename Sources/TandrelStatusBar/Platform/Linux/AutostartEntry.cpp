@@ -110,8 +110,8 @@ std::string_view valueOf(const Keys& keys, std::string_view key) {
     return found == keys.end() ? std::string_view() : found->second;
 }
 
-/// How desktops' own tools switch an entry off: `Hidden` is the specification's (Xfce, KDE, LXQt),
-/// the others those of the session managers of GNOME, Cinnamon, Budgie and of MATE.
+/// How desktops' own tools switch an entry off: `Hidden` in every desktop's files (Xfce, KDE,
+/// LXQt), the others those of the session managers of GNOME, Cinnamon, Budgie and of MATE.
 bool isSwitchedOff(const Keys& keys) {
     return valueOf(keys, "Hidden") == "true" ||
            valueOf(keys, "X-GNOME-Autostart-enabled") == "false" ||
