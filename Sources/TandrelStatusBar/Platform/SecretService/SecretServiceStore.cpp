@@ -174,8 +174,9 @@ private:
         }
         if (!outcome) {
             hasTimedOut_ = error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
-            failure_ = bus_ && !meansThatNobodyServes(error) ? CredentialStatus::unavailable
-                                                             : CredentialStatus::noStore;
+            const bool hasBus = bus_ && g_dbus_connection_is_closed(bus_.get()) == FALSE;
+            failure_ = hasBus && !meansThatNobodyServes(error) ? CredentialStatus::unavailable
+                                                               : CredentialStatus::noStore;
             service_.reset();
             bus_.reset();
         }
