@@ -52,7 +52,8 @@ protected:
     AppProcess& startAndClick(const std::filesystem::path& home = {});
     /// Starts the app with its popover open, on a panel of today's kind.
     AppProcess& startWithPopover(const std::filesystem::path& home = {});
-    /// Clicks the middle of an element that shows, with the mouse.
+    /// Clicks the middle of an element that shows, with the mouse; never as the second half of a
+    /// double click.
     void click(const std::string& role, const std::string& name);
     /// Puts `text` into a field with mouse and keyboard.
     void fill(const std::string& role, const std::string& name, const std::string& text);
@@ -74,6 +75,13 @@ protected:
     EnvironmentChanges environment;
 
 private:
+    struct Click {
+        int x = 0;
+        int y = 0;
+        std::chrono::steady_clock::time_point time;
+    };
+
+    void clickOnce(int x, int y);
     void checkOutput();
     void keepTraces();
 
@@ -82,6 +90,7 @@ private:
     std::unique_ptr<AppProcess> app_;
     StatusNotifierTray* tray_ = nullptr;
     std::string session_;
+    Click lastClick_;
     std::vector<std::string> expectedOutput_;
 };
 
