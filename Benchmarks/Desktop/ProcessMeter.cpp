@@ -28,18 +28,30 @@ std::int64_t numberBehind(const std::filesystem::path& file, const std::string& 
 
 } // namespace
 
-ProcessUse processUse(pid_t pid) {
-    ProcessUse use;
+ProcessMeter::ProcessMeter(pid_t pid) {
     std::error_code error;
     for (const auto& task : std::filesystem::directory_iterator(folderOf(pid) / "task", error)) {
+        const std::int64_t wakeUps =
+            numberBehind(task.path() / "status", "voluntary_ctxt_switches:");
         std::ifstream schedstat(task.path() / "schedstat");
         std::int64_t nanoseconds = 0;
+        // Both, or the thread has ended meanwhile.
         if (schedstat >> nanoseconds) {
-            use.cpu += std::chrono::nanoseconds(nanoseconds);
+            threads_[task.path().filename().string()] = {std::chrono::nanoseconds(nanoseconds),
+                                                         wakeUps};
         }
-        use.wakeUps += numberBehind(task.path() / "status", "voluntary_ctxt_switches:");
     }
-    return use;
+}
+
+ProcessUse ProcessMeter::since(const ProcessMeter& earlier) const {
+    ProcessUse total;
+    for (const auto& [thread, use] : threads_) {
+        const auto before = earlier.threads_.find(thread);
+        const ProcessUse start = before == earlier.threads_.end() ? ProcessUse{} : before->second;
+        total.cpu += use.cpu - start.cpu;
+        total.wakeUps += use.wakeUps - start.wakeUps;
+    }
+    return total;
 }
 
 std::int64_t proportionalSetSize(pid_t pid) {

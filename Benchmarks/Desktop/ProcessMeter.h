@@ -2,24 +2,32 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
+#include <string>
 #include <sys/types.h>
 
 namespace tandrel::bench {
 
-/// What a process has used so far, all its threads together.
+/// What some threads have used.
 struct ProcessUse {
     std::chrono::nanoseconds cpu{0};
     /// Times that a thread gave up the processor by itself: each stands for one wake-up.
     std::int64_t wakeUps = 0;
-
-    friend ProcessUse operator-(const ProcessUse& left, const ProcessUse& right) {
-        return {left.cpu - right.cpu, left.wakeUps - right.wakeUps};
-    }
 };
 
-/// Reads the scheduler's counters (proc(5): schedstat, status). A thread that has ended meanwhile
-/// is no longer counted, so that a difference over its end would be too small.
-[[nodiscard]] ProcessUse processUse(pid_t pid);
+/// What each thread of a process had used at one moment, by the scheduler's counters (proc(5):
+/// schedstat, status).
+class ProcessMeter {
+public:
+    explicit ProcessMeter(pid_t pid);
+
+    /// What the process has used since `earlier`. What a thread used that has ended between the two
+    /// is unknown, and left out.
+    [[nodiscard]] ProcessUse since(const ProcessMeter& earlier) const;
+
+private:
+    std::map<std::string, ProcessUse> threads_;
+};
 
 /// Proportional set size in KiB (proc(5): smaps_rollup); 0 when the process has gone.
 [[nodiscard]] std::int64_t proportionalSetSize(pid_t pid);

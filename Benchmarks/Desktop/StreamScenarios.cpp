@@ -119,9 +119,9 @@ StreamScenarios::~StreamScenarios() = default;
 
 double StreamScenarios::microsecondsPerSecond(pid_t pid, int seconds) {
     const auto began = std::chrono::steady_clock::now();
-    const ProcessUse before = processUse(pid);
+    const ProcessMeter before(pid);
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    const ProcessUse use = processUse(pid) - before;
+    const ProcessUse use = ProcessMeter(pid).since(before);
     const std::chrono::duration<double> span = std::chrono::steady_clock::now() - began;
     return std::chrono::duration<double, std::micro>(use.cpu).count() / span.count();
 }

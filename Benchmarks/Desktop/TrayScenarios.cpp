@@ -157,9 +157,9 @@ void TrayScenarios::measureIdle(int seconds) {
         run.open();
         run.close();
         std::this_thread::sleep_for(settling);
-        const ProcessUse before = processUse(run.pid());
+        const ProcessMeter before(run.pid());
         std::this_thread::sleep_for(std::chrono::seconds(seconds));
-        const ProcessUse use = processUse(run.pid()) - before;
+        const ProcessUse use = ProcessMeter(run.pid()).since(before);
         const double wakeUps = static_cast<double>(use.wakeUps) / seconds;
         std::printf("Idle for %d s, %s: %.3f wake-ups/s, %.3f ms of CPU/s%s\n", seconds,
                     isOurs ? "ours" : "bare", wakeUps,
