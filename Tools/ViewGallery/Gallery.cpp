@@ -60,6 +60,11 @@ std::vector<Scene> loginScenes() {
              stage.failSignIn("Network error: Connection to api.quorvane.example was refused, and "
                               "so was the one after it. Check the network and try again.");
          }},
+        {"login-not-kept",
+         [fill](Stage& stage) {
+             stage.forgetSignIns();
+             fill(stage);
+         }},
         {"login-focus",
          [fill](Stage& stage) {
              fill(stage);

@@ -71,6 +71,12 @@ void Stage::failSignIn(const std::string& error) {
     controller_.authService().error.set(error);
 }
 
+void Stage::forgetSignIns() {
+    window_.hide();
+    controller_.credentialKeeping.set(CredentialKeeping::notKept);
+    window_.show();
+}
+
 void Stage::signIn(const std::string& email) {
     controller_.authService().user.set(UserProfile{"u1", email, std::nullopt, "a1"});
     controller_.authService().isAuthenticated.set(true);

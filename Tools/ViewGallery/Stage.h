@@ -26,6 +26,8 @@ public:
     // For the sign-in form.
     void type(const std::string& email, const std::string& password);
     void failSignIn(const std::string& error);
+    /// As where there is no keyring; known before the form is seen.
+    void forgetSignIns();
 
     // For the panel.
     void signIn(const std::string& email = "ada@example.org");
