@@ -1,6 +1,7 @@
 #include "Gallery.h"
 
 #include "Stage.h"
+#include "StatusIconScene.h"
 #include "Support/Widgets/Palettes.h"
 #include "UpdateScenes.h"
 
@@ -182,6 +183,11 @@ bool drawGallery(const Options& options) {
             if (!write(stage.picture(), options.output / file)) {
                 return false;
             }
+        }
+        if (std::string("icon").find(options.only) != std::string::npos &&
+            !write(pictureOfStatusIcons(options.scale),
+                   options.output / ("icon" + suffix(options, dark)))) {
+            return false;
         }
         for (const UpdateScene& scene : updateScenes()) {
             if (scene.name.find(options.only) != std::string::npos &&
