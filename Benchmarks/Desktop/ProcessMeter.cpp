@@ -58,4 +58,8 @@ std::int64_t proportionalSetSize(pid_t pid) {
     return numberBehind(folderOf(pid) / "smaps_rollup", "Pss:");
 }
 
+std::int64_t privateMemory(pid_t pid) {
+    return numberBehind(folderOf(pid) / "smaps_rollup", "Private_Dirty:");
+}
+
 } // namespace tandrel::bench

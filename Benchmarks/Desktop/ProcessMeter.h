@@ -32,4 +32,8 @@ private:
 /// Proportional set size in KiB (proc(5): smaps_rollup); 0 when the process has gone.
 [[nodiscard]] std::int64_t proportionalSetSize(pid_t pid);
 
+/// Memory that is the process's alone, in KiB: unlike its share of the libraries' it does not
+/// change when others start or end. 0 when the process has gone.
+[[nodiscard]] std::int64_t privateMemory(pid_t pid);
+
 } // namespace tandrel::bench

@@ -221,10 +221,10 @@ void StreamScenarios::measureGrowth(int streams) {
         }
     };
     stream(5);
-    const auto before = proportionalSetSize(app.pid());
+    const auto before = privateMemory(app.pid());
     stream(streams);
-    const auto after = proportionalSetSize(app.pid());
-    std::printf("Growth over %d streams: %lld kB (from %lld to %lld)\n", streams,
+    const auto after = privateMemory(app.pid());
+    std::printf("Growth of private memory over %d streams: %lld kB (from %lld to %lld)\n", streams,
                 static_cast<long long>(after - before), static_cast<long long>(before),
                 static_cast<long long>(after));
     std::fflush(stdout);

@@ -181,11 +181,11 @@ void TrayScenarios::measureGrowth(int openings) {
     };
     // Caches fill in the first ones.
     openAndClose(openings / 10);
-    const auto before = proportionalSetSize(run.pid());
+    const auto before = privateMemory(run.pid());
     openAndClose(openings);
-    const auto after = proportionalSetSize(run.pid());
-    std::printf("Growth over %d openings: %lld kB (from %lld to %lld)\n", openings,
-                static_cast<long long>(after - before), static_cast<long long>(before),
+    const auto after = privateMemory(run.pid());
+    std::printf("Growth of private memory over %d openings: %lld kB (from %lld to %lld)\n",
+                openings, static_cast<long long>(after - before), static_cast<long long>(before),
                 static_cast<long long>(after));
     std::fflush(stdout);
 }
