@@ -1,6 +1,7 @@
 #include "Platform/DiskPackageStore.h"
 
 #include "Support/ManualMainQueue.h"
+#include "Support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
@@ -8,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -186,6 +188,32 @@ TEST_F(DiskPackageStoreTest, RemovesAnUnfinishedDownloadWithTheStore) {
     EXPECT_TRUE(store->flush(20s));
     store.reset();
     EXPECT_TRUE(fs::is_empty(folder));
+}
+
+TEST_F(DiskPackageStoreTest, TellsNobodyOfWorkThatOutlivesIt) {
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    auto isHeld = std::make_shared<bool>();
+    const std::weak_ptr<bool> held = isHeld;
+    store = std::make_unique<DiskPackageStore>(
+        DiskPackageStore::Options{
+            folder.string(), "key",
+            [&begun, end = mayEnd.get_future().share(),
+             isHeld = std::move(isHeld)](std::string_view, std::string_view, std::string_view) {
+                begun.set_value();
+                end.wait();
+                return SignatureVerdict::genuine;
+            }},
+        queue);
+    auto file = store->create("1.2");
+    EXPECT_EQ(append(*file, "01234"), WriteOutcome::written);
+    file->seal({"1.2", 5, {"genuine"}}, [](PackageVerdict, const std::string&) {});
+    begun.get_future().wait();
+    file.reset();
+    store.reset();
+    mayEnd.set_value();
+    EXPECT_TRUE(test::waitUntil([&] { return held.expired(); }));
+    EXPECT_EQ(queue.size(), 0U);
 }
 
 TEST_F(DiskPackageStoreTest, RemovesWhatEarlierRunsLeft) {

@@ -37,25 +37,25 @@ public:
     }
 
     void append(std::string part, std::function<void(WriteOutcome)> done) override {
-        worker_.post([disk = disk_, part = std::move(part), &queue = mainQueue_,
+        worker_.post([disk = disk_, part = std::move(part), queue = mainQueue_,
                       done = lifetime_.guard(std::move(done))] {
             const WriteOutcome outcome = disk->append(part);
-            queue.post([done, outcome]() mutable { done(outcome); });
+            queue->post([done, outcome]() mutable { done(outcome); });
         });
     }
 
     void seal(const PackageProof& proof,
               std::function<void(PackageVerdict, const std::string& path)> done) override {
-        worker_.post([disk = disk_, proof, key = publicKey_, verify = verify_, &queue = mainQueue_,
+        worker_.post([disk = disk_, proof, key = publicKey_, verify = verify_, queue = mainQueue_,
                       done = lifetime_.guard(std::move(done))] {
             const PackageVerdict verdict = disk->seal(proof, key, verify);
-            queue.post([done, verdict, path = disk->path()]() mutable { done(verdict, path); });
+            queue->post([done, verdict, path = disk->path()]() mutable { done(verdict, path); });
         });
     }
 
 private:
     SerialWorker& worker_;
-    MainQueue& mainQueue_;
+    std::shared_ptr<MainQueuePort> mainQueue_;
     const std::string publicKey_;
     const SignatureCheck verify_;
     std::shared_ptr<PackageOnDisk> disk_;
@@ -68,9 +68,11 @@ std::string DiskPackageStore::defaultFolder() {
 
 DiskPackageStore::DiskPackageStore(Options options, MainQueue& mainQueue)
     : options_(std::move(options))
-    , mainQueue_(mainQueue) {}
+    , mainQueue_(std::make_shared<MainQueuePort>(mainQueue)) {}
 
-DiskPackageStore::~DiskPackageStore() = default;
+DiskPackageStore::~DiskPackageStore() {
+    mainQueue_->close();
+}
 
 std::unique_ptr<PackageFile> DiskPackageStore::create(const std::string& version) {
     if (!worker_) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Foundation/SerialWorker.h"
-#include "Platform/MainQueue.h"
+#include "Platform/MainQueuePort.h"
 #include "Platform/PackageSignature.h"
 #include "Platform/PackageStore.h"
 
@@ -27,7 +27,7 @@ public:
     /// Below the user's folder for caches.
     [[nodiscard]] static std::string defaultFolder();
 
-    /// The queue must outlive the store, and the disk work that is under way when that goes.
+    /// The queue must outlive the store. Disk work that outlives both tells nobody.
     DiskPackageStore(Options options, MainQueue& mainQueue);
     ~DiskPackageStore() override;
 
@@ -41,7 +41,7 @@ private:
     class File;
 
     Options options_;
-    MainQueue& mainQueue_;
+    std::shared_ptr<MainQueuePort> mainQueue_;
     std::unique_ptr<SerialWorker> worker_;
 };
 
