@@ -288,13 +288,28 @@ std::vector<std::string> PrivateSoundServer::recordingIndexes() const {
     return indexes;
 }
 
+std::string VirtualMicrophone::channelMap() const {
+    if (channels == 1) {
+        return "mono";
+    }
+    if (channels == 2) {
+        return "front-left,front-right";
+    }
+    // Channels of no place in a room, which nobody mixes with each other.
+    std::string map = "aux0";
+    for (std::uint32_t channel = 1; channel < channels; ++channel) {
+        map += ",aux" + std::to_string(channel);
+    }
+    return map;
+}
+
 VirtualMicrophone PrivateSoundServer::addMicrophone(const std::string& name,
                                                     const std::string& description,
                                                     std::uint32_t rate, std::uint32_t channels) {
     VirtualMicrophone microphone{name + "_feed", name, description, rate, channels};
-    const std::vector<std::string> format{
-        "rate=" + std::to_string(rate), "channels=" + std::to_string(channels),
-        std::string("channel_map=") + (channels == 1 ? "mono" : "front-left,front-right")};
+    const std::vector<std::string> format{"rate=" + std::to_string(rate),
+                                          "channels=" + std::to_string(channels),
+                                          "channel_map=" + microphone.channelMap()};
     std::vector<std::string> sink{"sink_name=" + microphone.sinkName};
     if (kind_ == Kind::pulseAudio) {
         // Or it would round to 16 bit, and play again what it has already played.

@@ -21,6 +21,9 @@ struct VirtualMicrophone {
     std::uint32_t channels = 1;
     std::uint32_t sinkModule = 0;
     std::uint32_t sourceModule = 0;
+
+    /// Which channel is which, in the server's words.
+    [[nodiscard]] std::string channelMap() const;
 };
 
 /// A sound server of the test's own: its files, bus and socket lie in a private folder, so that it

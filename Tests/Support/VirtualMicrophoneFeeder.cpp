@@ -21,9 +21,7 @@ VirtualMicrophoneFeeder::VirtualMicrophoneFeeder(const PrivateSoundServer& serve
         std::vector<std::string>{"pacat", "--playback", "--raw", "--device=" + microphone.sinkName,
                                  "--format=float32le", "--rate=" + std::to_string(microphone.rate),
                                  "--channels=" + std::to_string(microphone.channels),
-                                 "--volume=65536",
-                                 std::string("--channel-map=") +
-                                     (microphone.channels == 1 ? "mono" : "front-left,front-right"),
+                                 "--volume=65536", "--channel-map=" + microphone.channelMap(),
                                  path.string()},
         server.clientEnvironment(), server.folder() / "feeder.log");
 }

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <mutex>
 #include <netdb.h>
+#include <optional>
 #include <utility>
 
 namespace tandrel::test {
@@ -12,6 +13,7 @@ namespace {
 std::mutex mutex;
 std::string knownName;
 std::vector<std::string> knownAddresses;
+int lookUps = 0;
 
 using Resolver = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
 
@@ -20,9 +22,14 @@ Resolver systemResolver() {
     return resolver;
 }
 
-std::vector<std::string> addressesOf(const char* name) {
+/// Nothing for a name of the outside.
+std::optional<std::vector<std::string>> addressesOf(const char* name) {
     const std::lock_guard lock(mutex);
-    return name != nullptr && name == knownName ? knownAddresses : std::vector<std::string>();
+    if (name == nullptr || name != knownName) {
+        return std::nullopt;
+    }
+    ++lookUps;
+    return knownAddresses;
 }
 
 std::string newName() {
@@ -37,6 +44,7 @@ NamedHost::NamedHost(std::string name, const std::vector<std::string>& addresses
     const std::lock_guard lock(mutex);
     knownName = name_;
     knownAddresses = addresses;
+    lookUps = 0;
 }
 
 NamedHost::NamedHost(const std::vector<std::string>& addresses)
@@ -48,6 +56,16 @@ NamedHost::~NamedHost() {
     knownAddresses.clear();
 }
 
+void NamedHost::moveTo(const std::vector<std::string>& addresses) const {
+    const std::lock_guard lock(mutex);
+    knownAddresses = addresses;
+}
+
+int NamedHost::lookUpCount() const {
+    const std::lock_guard lock(mutex);
+    return lookUps;
+}
+
 } // namespace tandrel::test
 
 /// In the place of the system's, for the whole program. `freeaddrinfo` frees a list entry by entry,
@@ -55,14 +73,17 @@ NamedHost::~NamedHost() {
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints,
                            addrinfo** result) {
     using namespace tandrel::test;
-    const std::vector<std::string> addresses = addressesOf(name);
-    if (addresses.empty()) {
+    const auto addresses = addressesOf(name);
+    if (!addresses) {
         return systemResolver()(name, service, hints, result);
+    }
+    if (addresses->empty()) {
+        return EAI_NONAME;
     }
     addrinfo numeric = hints != nullptr ? *hints : addrinfo{};
     numeric.ai_flags = AI_NUMERICHOST;
     addrinfo** end = result;
-    for (const std::string& address : addresses) {
+    for (const std::string& address : *addresses) {
         if (const int error = systemResolver()(address.c_str(), service, &numeric, end)) {
             return error;
         }

@@ -66,8 +66,8 @@ void ScriptedHttpServer::Connection::every(int milliseconds, std::function<bool(
 ScriptedHttpServer::ScriptedHttpServer()
     : ScriptedHttpServer(QHostAddress(QHostAddress::LocalHost)) {}
 
-ScriptedHttpServer::ScriptedHttpServer(const QHostAddress& address) {
-    listenAt(address);
+ScriptedHttpServer::ScriptedHttpServer(const QHostAddress& address, quint16 port) {
+    listenAt(address, port);
 }
 
 ScriptedHttpServer::ScriptedHttpServer(const TestCertificates::Identity& identity)
@@ -82,8 +82,8 @@ ScriptedHttpServer::~ScriptedHttpServer() {
     }
 }
 
-void ScriptedHttpServer::listenAt(const QHostAddress& address) {
-    if (!listen(address)) {
+void ScriptedHttpServer::listenAt(const QHostAddress& address, quint16 port) {
+    if (!listen(address, port)) {
         std::abort();
     }
 }

@@ -55,7 +55,7 @@ public:
     /// Answers plain connections.
     ScriptedHttpServer();
     /// Answers plain connections at another address of this machine.
-    explicit ScriptedHttpServer(const QHostAddress& address);
+    explicit ScriptedHttpServer(const QHostAddress& address, quint16 port = 0);
     /// Answers TLS connections.
     explicit ScriptedHttpServer(const TestCertificates::Identity& identity);
     ~ScriptedHttpServer() override;
@@ -81,7 +81,7 @@ protected:
     void incomingConnection(qintptr descriptor) override;
 
 private:
-    void listenAt(const QHostAddress& address);
+    void listenAt(const QHostAddress& address, quint16 port = 0);
     void read(QSslSocket& socket, QByteArray& buffer);
 
     std::unique_ptr<TestCertificates::Identity> identity_;

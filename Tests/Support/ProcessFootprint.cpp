@@ -1,0 +1,104 @@
+#include "Support/ProcessFootprint.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace tandrel::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// "socket:[123]" and the like without their number, which is new each time.
+std::string kindOf(const std::string& target) {
+    const auto number = target.find(":[");
+    return target.starts_with('/') || number == std::string::npos || !target.ends_with(']') ||
+                   target.starts_with("anon_inode")
+               ? target
+               : target.substr(0, number);
+}
+
+std::string firstLineOf(const fs::path& file) {
+    std::ifstream stream(file);
+    std::string line;
+    std::getline(stream, line);
+    return line;
+}
+
+/// The entries of a folder that changes while it is read.
+std::vector<fs::path> entriesOf(const fs::path& folder) {
+    std::vector<fs::path> entries;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        entries.push_back(entry->path());
+    }
+    return entries;
+}
+
+std::size_t kibibytesIn(const fs::path& status, std::string_view field) {
+    std::ifstream stream(status);
+    for (std::string word; stream >> word;) {
+        if (word == field) {
+            std::size_t kibibytes = 0;
+            stream >> kibibytes;
+            return kibibytes;
+        }
+    }
+    return 0;
+}
+
+void appendMissing(std::string& text, char sign, const std::vector<std::string>& all,
+                   const std::vector<std::string>& known) {
+    std::vector<std::string> missing;
+    std::set_difference(all.begin(), all.end(), known.begin(), known.end(),
+                        std::back_inserter(missing));
+    for (const std::string& entry : missing) {
+        text += (text.empty() ? "" : " ") + std::string(1, sign) + entry;
+    }
+}
+
+} // namespace
+
+ProcessFootprint ProcessFootprint::of(pid_t process) {
+    const fs::path folder = fs::path("/proc") / std::to_string(process);
+    ProcessFootprint footprint;
+    for (const fs::path& entry : entriesOf(folder / "fd")) {
+        std::error_code error;
+        const std::string target = fs::read_symlink(entry, error).string();
+        // What looks at this process's own folder is gone by the next look.
+        if (!error && target != (folder / "fd").string()) {
+            footprint.descriptors.push_back(kindOf(target));
+        }
+    }
+    for (const fs::path& entry : entriesOf(folder / "task")) {
+        if (std::string name = firstLineOf(entry / "comm"); !name.empty()) {
+            footprint.threads.push_back(std::move(name));
+        }
+    }
+    std::sort(footprint.descriptors.begin(), footprint.descriptors.end());
+    std::sort(footprint.threads.begin(), footprint.threads.end());
+    footprint.anonymousBytes = kibibytesIn(folder / "status", "RssAnon:") * 1024;
+    return footprint;
+}
+
+ProcessFootprint ProcessFootprint::ofThisProcess() {
+    return of(getpid());
+}
+
+std::string ProcessFootprint::differenceFrom(const ProcessFootprint& earlier) const {
+    std::string text;
+    appendMissing(text, '+', descriptors, earlier.descriptors);
+    appendMissing(text, '-', earlier.descriptors, descriptors);
+    appendMissing(text, '+', threads, earlier.threads);
+    appendMissing(text, '-', earlier.threads, threads);
+    return text;
+}
+
+} // namespace tandrel::test

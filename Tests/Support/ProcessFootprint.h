@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace tandrel::test {
+
+/// What a process holds at one moment: to be compared with what it held before a story, once all of
+/// the story is over.
+struct ProcessFootprint {
+    /// What each open descriptor leads to, sorted: a path, or the kind ("socket", "pipe") of what
+    /// has none.
+    std::vector<std::string> descriptors;
+    /// The names of its threads, sorted.
+    std::vector<std::string> threads;
+    /// Memory of its own (no mapped files) that occupies the machine's.
+    std::size_t anonymousBytes = 0;
+
+    /// Of a running process; empty when there is none.
+    [[nodiscard]] static ProcessFootprint of(pid_t process);
+    [[nodiscard]] static ProcessFootprint ofThisProcess();
+
+    /// The descriptors and threads that `earlier` did not have, with "+", and those that only it
+    /// had, with "-"; empty when both are the same.
+    [[nodiscard]] std::string differenceFrom(const ProcessFootprint& earlier) const;
+};
+
+} // namespace tandrel::test
