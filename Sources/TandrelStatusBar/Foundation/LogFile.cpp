@@ -72,7 +72,7 @@ void LogFile::createIfMissing() const {
 }
 
 void LogFile::write(std::string_view message) {
-    const auto line = formatLogLine(std::chrono::system_clock::now(), message);
+    auto line = formatLogLine(std::chrono::system_clock::now(), message);
     if (!line) {
         return;
     }
@@ -82,8 +82,19 @@ void LogFile::write(std::string_view message) {
         return;
     }
     // A line that a full disk cuts short is not completed: a second write could land after another
-    // writer's line.
-    while (::write(file.get(), line->data(), line->size()) < 0 && errno == EINTR) {
+    // writer's line. The next one begins a line of its own.
+    const bool wasCutShort = isCutShort_.exchange(false);
+    if (wasCutShort) {
+        line->insert(0, 1, '\n');
+    }
+    ssize_t written = 0;
+    do {
+        written = ::write(file.get(), line->data(), line->size());
+    } while (written < 0 && errno == EINTR);
+    const bool isCutShort =
+        written > 0 ? static_cast<std::size_t>(written) < line->size() : wasCutShort;
+    if (isCutShort) {
+        isCutShort_ = true;
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <optional>
@@ -14,8 +15,8 @@ namespace tandrel {
                                                        std::string_view message);
 
 /// One log file. It is created (mode 0600) by the first line and never again: lines written after
-/// it was deleted are lost. Nothing here fails visibly. Any thread, also several processes at once:
-/// each line is one appending write, so lines never mix.
+/// it was deleted are lost. What a full disk cuts short is left so. Nothing here fails visibly. Any
+/// thread, also several processes at once: each line is one appending write, so lines never mix.
 class LogFile {
 public:
     explicit LogFile(std::string path);
@@ -33,6 +34,8 @@ private:
 
     const std::string path_;
     std::once_flag created_;
+    /// A full disk has taken a part of the last line only.
+    std::atomic<bool> isCutShort_ = false;
 };
 
 } // namespace tandrel
