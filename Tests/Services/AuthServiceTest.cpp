@@ -377,6 +377,29 @@ TEST_F(AuthServiceTest, AValidationSignsInAgain) {
     EXPECT_EQ(auth->user.value(), ada);
 }
 
+TEST_F(AuthServiceTest, LoggingOutEndsAValidationThatIsUnderWay) {
+    for (const int status : {200, 401}) {
+        storeSession();
+        restore();
+        auth->logout();
+        EXPECT_EQ(backend.transport.pendingCount(), 0U) << "the request is aborted";
+        backend.transport.answer(status, profileJson);
+        expectNothingStored();
+        EXPECT_FALSE(error());
+    }
+    EXPECT_EQ(done, 0);
+}
+
+TEST_F(AuthServiceTest, ASignInEndsTheValidationOfAnEarlierOne) {
+    storeSession();
+    startLogin();
+    const Handle validation = auth->validateSession([this] { ++done; });
+    backend.transport.answer(200, loginJson);
+    ASSERT_TRUE(signedIn());
+    EXPECT_EQ(backend.transport.pendingCount(), 0U) << "the request is aborted";
+    EXPECT_EQ(done, 1) << "of the sign-in alone";
+}
+
 TEST_F(AuthServiceTest, LoggingOutForgetsAllWithoutABackendCall) {
     storeSession();
     auth->user.set(ada);

@@ -20,22 +20,40 @@ public:
     struct Progress {
         bool isFinished = false;
         std::function<void()> done;
+        /// Its completion shares this; whoever ends the call takes it out.
+        std::unique_ptr<APIRequest> request;
+
+        /// No outcome will come any more.
+        void end() {
+            done = nullptr;
+            request.reset();
+        }
     };
 
     /// `abandoned` is called when this goes before the outcome came.
     explicit BackendCall(std::function<void()> done, std::function<void()> abandoned = {})
-        : progress_(std::make_shared<Progress>(Progress{false, std::move(done)}))
+        : progress_(std::make_shared<Progress>(Progress{false, std::move(done), {}}))
         , abandoned_(std::move(abandoned)) {}
 
     ~BackendCall() override {
-        progress_->done = nullptr;
-        request_.reset();
+        progress_->end();
         if (!progress_->isFinished && abandoned_) {
             abandoned_();
         }
     }
 
-    void setRequest(std::unique_ptr<APIRequest> request) { request_ = std::move(request); }
+    void setRequest(std::unique_ptr<APIRequest> request) {
+        progress_->request = std::move(request);
+    }
+
+    /// Ends the call as its caller does who lets go of it. May be kept longer than the call.
+    [[nodiscard]] std::function<void()> ender() const {
+        return [weak = std::weak_ptr(progress_)] {
+            if (const auto progress = weak.lock()) {
+                progress->end();
+            }
+        };
+    }
 
     /// A completion that publishes the outcome, then tells the caller.
     template <typename Publish>
@@ -52,7 +70,6 @@ public:
 private:
     std::shared_ptr<Progress> progress_;
     std::function<void()> abandoned_;
-    std::unique_ptr<APIRequest> request_;
 };
 
 /// What the sign-in form says of a refused or failed sign-in.
@@ -92,6 +109,7 @@ Handle AuthService::login(std::string email, std::string password, std::function
 
 void AuthService::finishLogin(const Result<LoginResponse, PostError>& answer) {
     if (answer.ok()) {
+        endValidation_();
         const LoginResponse& response = answer.value();
         keychain_.save(response.accessToken, KeychainService::Key::accessToken);
         keychain_.save(response.refreshToken, KeychainService::Key::refreshToken);
@@ -135,6 +153,7 @@ Handle AuthService::restoreSession(const std::function<void()>& done, Credential
 Handle AuthService::validateSession(std::function<void()> done) {
     printLine("[Auth] Validating session with /api/auth/me");
     auto call = std::make_unique<BackendCall>(std::move(done));
+    endValidation_ = call->ender();
     call->setRequest(apiClient_.authenticatedGet<UserProfile>(
         "/api/auth/me",
         call->completion(lifetime_.guard(
@@ -165,6 +184,7 @@ void AuthService::finishValidation(const Result<UserProfile, APIError>& answer) 
 
 void AuthService::logout() {
     printLine("[Auth] Logging out");
+    endValidation_();
     clearStores();
     user.set(std::nullopt);
     isAuthenticated.set(false);

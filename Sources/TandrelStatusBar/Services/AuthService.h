@@ -47,7 +47,8 @@ public:
     [[nodiscard]] Handle restoreSession(const std::function<void()>& done = {},
                                         CredentialAccess access = CredentialAccess::readable);
     /// Confirms the session with the backend; only a 401 signs out. `done` comes when the outcome
-    /// is published.
+    /// is published; neither comes once somebody has signed out or anew, whom the answer would not
+    /// concern.
     [[nodiscard]] Handle validateSession(std::function<void()> done = {});
     void logout();
 
@@ -64,6 +65,8 @@ private:
     APIClient& apiClient_;
     KeychainService& keychain_;
     UserDefaults& userDefaults_;
+    /// Ends the validation under way, if there is one.
+    std::function<void()> endValidation_ = [] {};
     Lifetime lifetime_;
 };
 
