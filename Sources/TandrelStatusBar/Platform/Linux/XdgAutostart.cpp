@@ -1,8 +1,8 @@
 #include "Platform/Linux/XdgAutostart.h"
 
 #include "Foundation/FileDescriptor.h"
+#include "Platform/ConfigFolder.h"
 #include "Platform/Linux/AutostartEntry.h"
-#include "Platform/LogFolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,11 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t maxFileSize = 64 * std::size_t{1024};
-
-std::string absolutePathIn(const char* variable) {
-    const char* const value = std::getenv(variable);
-    return value != nullptr && value[0] == '/' ? value : "";
-}
 
 std::vector<std::string> partsOf(std::string_view list) {
     std::vector<std::string> parts;
@@ -111,11 +106,7 @@ private:
 
 XdgAutostart::Setup XdgAutostart::Setup::ofThisProcess() {
     Setup setup;
-    std::string configHome = absolutePathIn("XDG_CONFIG_HOME");
-    if (configHome.empty()) {
-        configHome = homeDirectory() + "/.config";
-    }
-    setup.userFolder = configHome + "/autostart";
+    setup.userFolder = configFolder() + "/autostart";
     const char* const configDirs = std::getenv("XDG_CONFIG_DIRS");
     const bool hasConfigDirs = configDirs != nullptr && configDirs[0] != '\0';
     for (const std::string& folder : partsOf(hasConfigDirs ? configDirs : "/etc/xdg")) {

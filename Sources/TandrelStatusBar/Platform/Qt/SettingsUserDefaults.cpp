@@ -1,12 +1,12 @@
 #include "Platform/Qt/SettingsUserDefaults.h"
 
 #include "Foundation/PrivateFolder.h"
+#include "Platform/ConfigFolder.h"
 
 #include <QByteArray>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QString>
 
 #include <filesystem>
@@ -117,9 +117,8 @@ private:
 };
 
 std::string SettingsUserDefaults::defaultPath() {
-    return (QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-            QStringLiteral("/Quorvane/Tandrel.conf"))
-        .toStdString();
+    // Not Qt's own: without $HOME it takes the root of all files for the user's home.
+    return configFolder() + "/Quorvane/Tandrel.conf";
 }
 
 SettingsUserDefaults::SettingsUserDefaults(std::string path)
