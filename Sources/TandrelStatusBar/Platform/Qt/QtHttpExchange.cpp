@@ -1,6 +1,7 @@
 #include "Platform/Qt/QtHttpExchange.h"
 
 #include "BuildConfig.h"
+#include "Platform/Qt/HostLookup.h"
 #include "Platform/Qt/HttpReplyOutcome.h"
 #include "Platform/Qt/QtHttpTransport.h"
 
@@ -116,8 +117,10 @@ QtHttpExchange::QtHttpExchange(const Network& network, const HttpRequest& reques
     idleTimer_.setSingleShot(true);
     idleTimer_.setTimerType(Qt::PreciseTimer);
     idleTimer_.setInterval(network_.idleLimit);
-    QObject::connect(&idleTimer_, &QTimer::timeout, &context_,
-                     [this] { finish(transportError(QNetworkReply::TimeoutError, {})); });
+    QObject::connect(&idleTimer_, &QTimer::timeout, &context_, [this] {
+        doubtAddress();
+        finish(transportError(QNetworkReply::TimeoutError, {}));
+    });
 }
 
 QtHttpExchange::~QtHttpExchange() = default;
@@ -280,6 +283,7 @@ void QtHttpExchange::replyFinished() {
     const bool isProxysRefusal =
         isProxied() && error == QNetworkReply::ProxyAuthenticationRequiredError;
     if (isProxysRefusal || !isAnswer(status, error)) {
+        doubtAddress();
         finish(transportError(error, tlsReason_, isProxied()));
         return;
     }
@@ -294,6 +298,13 @@ void QtHttpExchange::replyFinished() {
         return;
     }
     finish(HttpResponse{status, std::move(body_)});
+}
+
+void QtHttpExchange::doubtAddress() {
+    const bool hasAnswered = reply_ && statusOf(*reply_) > 0;
+    if (!hasAnswered && !isProxied()) {
+        renewRememberedAddress(url_.host());
+    }
 }
 
 bool QtHttpExchange::followRedirect(int status) {

@@ -62,6 +62,8 @@ private:
     void handToSink(std::string part);
     void sinkHasTaken();
     void replyFinished();
+    /// Where no answer has come from, nobody may be any more: the next request is to look anew.
+    void doubtAddress();
     [[nodiscard]] bool mayLeadTo(const QUrl& target) const;
     [[nodiscard]] bool followRedirect(int status);
     void finish(Outcome outcome);

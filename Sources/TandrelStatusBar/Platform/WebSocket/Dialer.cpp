@@ -31,11 +31,7 @@ Dialer::Dialer(WebSocketUrl url, const SocketLimits& limits,
     , extraAuthorities_(std::move(extraAuthorities))
     , proxyLookup_(proxyLookup) {}
 
-Dialer::~Dialer() {
-    if (lookUpId_ >= 0) {
-        QHostInfo::abortHostLookup(lookUpId_);
-    }
-}
+Dialer::~Dialer() = default;
 
 void Dialer::start() {
     const QUrl query = proxyQuery(url_);
@@ -70,8 +66,7 @@ void Dialer::lookUp() {
         race({literal});
         return;
     }
-    lookUpId_ = QHostInfo::lookupHost(host, this, [this](const QHostInfo& answer) {
-        lookUpId_ = -1;
+    hostLookup_ = std::make_unique<HostLookup>(host, [this](const QHostInfo& answer) {
         if (answer.error() == QHostInfo::NoError) {
             race(answer.addresses());
         } else {

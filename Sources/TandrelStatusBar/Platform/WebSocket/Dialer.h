@@ -3,11 +3,11 @@
 #include "Foundation/Handle.h"
 #include "Platform/Qt/ProxyLookup.h"
 #include "Platform/WebSocket/AddressRace.h"
+#include "Platform/Qt/HostLookup.h"
 #include "Platform/WebSocket/SocketLimits.h"
 #include "Platform/WebSocket/SocketPointer.h"
 #include "Platform/WebSocket/WebSocketUrl.h"
 
-#include <QHostInfo>
 #include <QList>
 #include <QNetworkProxy>
 #include <QObject>
@@ -57,7 +57,7 @@ private:
     QList<QSslCertificate> extraAuthorities_;
     ProxyLookup& proxyLookup_;
     Handle proxyAnswer_;
-    int lookUpId_ = -1;
+    std::unique_ptr<HostLookup> hostLookup_;
     std::unique_ptr<AddressRace, LaterDeleter> race_;
     SocketPointer socket_;
     QString certificateProblem_;
