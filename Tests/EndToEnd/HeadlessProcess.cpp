@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace tandrel::test {
@@ -17,6 +18,12 @@ std::string textOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+std::uintmax_t sizeOf(const std::filesystem::path& file) {
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(file, missing);
+    return missing ? 0 : size;
+}
+
 std::filesystem::path newHome() {
     static int count = 0;
     const std::filesystem::path home =
@@ -25,9 +32,14 @@ std::filesystem::path newHome() {
     return home;
 }
 
-std::vector<std::string> command(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all{TANDREL_BUILD_BIN "/quorvane-tandrel-headless"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
+std::filesystem::path usableHome(const std::filesystem::path& wanted) {
+    return wanted.empty() ? newHome() : wanted;
+}
+
+std::vector<std::string> command(const HeadlessProcess::Start& start) {
+    std::vector<std::string> all = start.launcher;
+    all.emplace_back(TANDREL_BUILD_BIN "/quorvane-tandrel-headless");
+    all.insert(all.end(), start.arguments.begin(), start.arguments.end());
     return all;
 }
 
@@ -48,18 +60,22 @@ EnvironmentChanges withHome(EnvironmentChanges environment, const std::filesyste
 
 HeadlessProcess::HeadlessProcess(const DevBackend& backend, const EnvironmentChanges& environment,
                                  const std::vector<std::string>& arguments)
-    : HeadlessProcess(signInArguments(backend, arguments), environment) {
+    : HeadlessProcess(Start{signInArguments(backend, arguments), environment, {}, {}}) {
     process_.write(std::string(DevBackend::password) + '\n');
 }
 
 HeadlessProcess::HeadlessProcess(const std::vector<std::string>& arguments,
                                  const EnvironmentChanges& environment)
-    : home_(newHome())
-    , process_(command(arguments), withHome(environment, home_), home_ / "output",
+    : HeadlessProcess(Start{arguments, environment, {}, {}}) {}
+
+HeadlessProcess::HeadlessProcess(const Start& start)
+    : home_(usableHome(start.home))
+    , earlierOutput_(sizeOf(outputFile()))
+    , process_(command(start), withHome(start.environment, home_), outputFile(),
                ChildProcess::Input::pipe) {}
 
 std::string HeadlessProcess::output() const {
-    return textOf(home_ / "output");
+    return textOf(outputFile()).substr(earlierOutput_);
 }
 
 bool HeadlessProcess::waitFor(const std::string& text, std::chrono::milliseconds limit) {

@@ -4,6 +4,7 @@
 #include "Support/DevBackend.h"
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -14,6 +15,17 @@ namespace tandrel::test {
 /// The real headless tool in a home directory of its own.
 class HeadlessProcess {
 public:
+    /// What a test decides about a start of the tool.
+    struct Start {
+        std::vector<std::string> arguments;
+        EnvironmentChanges environment;
+        /// Where it finds what an earlier run left; a new one when empty.
+        std::filesystem::path home;
+        /// A command that starts the tool in its own place, such as one that sets limits.
+        std::vector<std::string> launcher;
+    };
+
+    explicit HeadlessProcess(const Start& start);
     /// Signs in with the backend's demo account; `arguments` come on top.
     HeadlessProcess(const DevBackend& backend, const EnvironmentChanges& environment,
                     const std::vector<std::string>& arguments = {});
@@ -22,7 +34,7 @@ public:
                     const EnvironmentChanges& environment);
 
     [[nodiscard]] ChildProcess& process() { return process_; }
-    /// All that it has printed.
+    /// All that it has printed, to either stream.
     [[nodiscard]] std::string output() const;
     /// Waits until a line that starts with `text` was printed; whether one was, before the end of
     /// the process and in time.
@@ -34,7 +46,12 @@ public:
     [[nodiscard]] const std::filesystem::path& home() const { return home_; }
 
 private:
+    /// Beside the home, in which a test may leave no room.
+    [[nodiscard]] std::filesystem::path outputFile() const { return home_.string() + ".output"; }
+
     std::filesystem::path home_;
+    /// What earlier starts in the same home have printed.
+    std::uintmax_t earlierOutput_;
     ChildProcess process_;
 };
 
