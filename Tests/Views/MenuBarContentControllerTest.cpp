@@ -437,6 +437,17 @@ TEST_F(MenuBarContentControllerTest, SigningOutStopsPollingThenCaptureThenTheSoc
     expectNothingMore();
 }
 
+TEST_F(MenuBarContentControllerTest, SigningOutEndsTheValidationOfTheRestoredSignIn) {
+    storeSession();
+    content->appear();
+    outside.turn();
+    ASSERT_EQ(outside.backend.transport.pendingCount(), 2U) << "validation and poll";
+    content->authService().logout();
+    outside.backend.transport.deliver();
+    EXPECT_EQ(outside.backend.transport.pendingCount(), 0U);
+    expectNothingMore();
+}
+
 TEST_F(MenuBarContentControllerTest, SigningOutWhileStreamingStopsAllButEndsNoSession) {
     signIn();
     startWhole();

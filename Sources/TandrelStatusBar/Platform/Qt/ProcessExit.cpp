@@ -8,8 +8,8 @@ namespace tandrel {
 
 void leaveProcess(int exitCode) {
     std::fflush(nullptr);
-#ifdef TANDREL_SANITIZED
-    // The leak check runs at an ordinary exit only.
+#if defined(TANDREL_SANITIZED) || defined(TANDREL_COVERAGE)
+    // Leaks are looked for, and counts of lines stored, at an ordinary exit only.
     std::exit(exitCode);
 #else
     ::_exit(exitCode);
