@@ -91,8 +91,9 @@ public:
         , packages_(disk_, clock_, nth, outage.packages)
         , installer_(handedOver, clock_, nth, outage.installer)
         , settings_(settingsFile_, nth, outage.settings)
-        , readAppcast_([&outage, &nth](std::string_view) -> Result<Appcast, std::string> {
-            if (outage.spoilsFeed && nth.fails()) {
+        , readAppcast_([spoilsFeed = outage.spoilsFeed,
+                        &nth](std::string_view) -> Result<Appcast, std::string> {
+            if (spoilsFeed && nth.fails()) {
                 return std::string("it is no list");
             }
             return Appcast{newVersion()};
