@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Foundation/Handle.h"
+#include "Platform/Qt/HostLookup.h"
 #include "Platform/Qt/ProxyLookup.h"
 #include "Platform/WebSocket/AddressRace.h"
-#include "Platform/Qt/HostLookup.h"
 #include "Platform/WebSocket/SocketLimits.h"
 #include "Platform/WebSocket/SocketPointer.h"
 #include "Platform/WebSocket/WebSocketUrl.h"
