@@ -87,12 +87,13 @@ void LogFile::write(std::string_view message) {
     if (wasCutShort) {
         line->insert(0, 1, '\n');
     }
+    const std::string_view bytes = *line;
     ssize_t written = 0;
     do {
-        written = ::write(file.get(), line->data(), line->size());
+        written = ::write(file.get(), bytes.data(), bytes.size());
     } while (written < 0 && errno == EINTR);
     const bool isCutShort =
-        written > 0 ? static_cast<std::size_t>(written) < line->size() : wasCutShort;
+        written > 0 ? static_cast<std::size_t>(written) < bytes.size() : wasCutShort;
     if (isCutShort) {
         isCutShort_ = true;
     }
