@@ -1,5 +1,7 @@
 #include "Platform/WebSocket/FrameCodec.h"
 
+#include "Foundation/Utf8.h"
+
 #include <gmock/gmock.h>
 
 #include <cstdint>
@@ -140,6 +142,23 @@ TEST(FrameCodec, IgnoresWhatComesBehindTheClose) {
         codec.receive(frame(0x81, "before") + frame(0x88, "\x0f\xa1") + frame(0x81, "behind"));
     EXPECT_THAT(events, SizeIs(1));
     EXPECT_EQ(codec.closeCode(), 4001);
+}
+
+TEST(FrameCodec, JudgesACloseAndItsReasonHoweverTheyAreCut) {
+    for (const char* const reason :
+         {"za\xc3\xa4yz", "\xe2\x82\xac\xe2\x82\xac", "a\xff", "\xc3", "abc\xe2\x82"}) {
+        const bool isText = isValidUtf8(reason);
+        const std::string bytes = frame(0x88, std::string("\x0f\xa1") + reason);
+        for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+            FrameCodec codec(limit);
+            (void)codec.receive(bytes.substr(0, cut));
+            EXPECT_EQ(codec.hasReceivedClose(), isText && cut == bytes.size()) << cut;
+            (void)codec.receive(bytes.substr(cut));
+            EXPECT_EQ(codec.hasReceivedClose(), isText) << reason << " cut at " << cut;
+            EXPECT_EQ(codec.closeCode(), isText ? 4001 : 0) << reason << " cut at " << cut;
+            EXPECT_EQ(codec.isViolated(), !isText) << reason << " cut at " << cut;
+        }
+    }
 }
 
 TEST(FrameCodec, BoundsAMessageOfManyFragments) {

@@ -46,9 +46,14 @@ FrameCodec::FrameCodec(std::size_t messageLimit)
 FrameCodec::~FrameCodec() = default;
 
 std::vector<FrameCodec::Event> FrameCodec::receive(std::string_view bytes) {
-    input_ = bytes;
     // A failure leaves reading disabled, which `isViolated()` shows.
-    (void)wslay_event_recv(context_.get());
+    while (!bytes.empty() && wslay_event_get_read_enabled(context_.get()) != 0) {
+        // wslay 1.1.1 takes the first two bytes of each piece of a close frame for the code: if the
+        // network had cut the reason within a character, the close would be a violation to it, and
+        // the code lost. So it gets the payload in one piece.
+        input_ = parts_.takeFrom(bytes);
+        (void)wslay_event_recv(context_.get());
+    }
     input_ = {};
     return std::exchange(events_, {});
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/StreamSocket.h"
+#include "Platform/WebSocket/FrameParts.h"
 
 #include <wslay/wslay.h>
 
@@ -42,7 +43,8 @@ public:
     /// The bytes to be sent, masked; answers to the server's frames included.
     [[nodiscard]] std::string takeOutput();
 
-    /// Whether the server's close frame has come in.
+    /// Whether the server's close frame has come in. Its reason is not looked at: what it says is
+    /// the code.
     [[nodiscard]] bool hasReceivedClose() const { return closeReceived_; }
     /// The code of the server's close frame; 0 before it, and when it has none.
     [[nodiscard]] int closeCode() const { return closeReceived_ ? serverCloseCode_ : 0; }
@@ -73,6 +75,7 @@ private:
 
     std::unique_ptr<wslay_event_context, ContextDeleter> context_;
     std::size_t messageLimit_;
+    FrameParts parts_;
     std::string_view input_;
     std::string output_;
     std::vector<Event> events_;
