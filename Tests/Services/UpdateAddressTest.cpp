@@ -36,7 +36,9 @@ TEST(UpdateAddress, FollowsPlainHttpOnThisMachineFromThere) {
     for (const char* url :
          {"http://example.com/p.deb", "http://127.0.0.1.example.com/p.deb", "http://127.evil/p.deb",
           "http://localhost.example/p.deb", "http://localhost:x@evil.example/p.deb",
-          "http://127.0.0.1@evil.example/p.deb", "http://[::2]/p.deb", "http://10.0.0.1/p.deb"}) {
+          "http://127.0.0.1@evil.example/p.deb", "http://[::2]/p.deb", "http://10.0.0.1/p.deb",
+          "http://127.256.0.1/p.deb", "http://127...1/p.deb", "http://127.0.0.1./p.deb",
+          "http://127.0.0.01/p.deb"}) {
         EXPECT_FALSE(mayFollow(url, localFeed)) << url;
     }
 }

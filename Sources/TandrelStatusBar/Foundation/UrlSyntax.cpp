@@ -66,6 +66,8 @@ bool isDecimalOctet(std::string_view text) {
     return value <= 255;
 }
 
+} // namespace
+
 bool isIPv4Address(std::string_view text) {
     for (int octet = 0; octet < 3; ++octet) {
         const std::size_t dot = text.find('.');
@@ -76,6 +78,8 @@ bool isIPv4Address(std::string_view text) {
     }
     return isDecimalOctet(text);
 }
+
+namespace {
 
 /// The number of 16-bit pieces in one side of an IPv6 address around its "::", or -1. Only the last
 /// piece of the whole address may be an IPv4 address, which counts as two.

@@ -11,4 +11,8 @@ namespace tandrel {
 /// all. Any thread.
 [[nodiscard]] bool isValidUrl(std::string_view text);
 
+/// Whether `text` is four decimal numbers of at most 255 with dots between them, and no leading
+/// zeros, which some take for octal. Any thread.
+[[nodiscard]] bool isIPv4Address(std::string_view text);
+
 } // namespace tandrel

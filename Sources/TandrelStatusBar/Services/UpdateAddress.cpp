@@ -3,8 +3,6 @@
 #include "Foundation/UrlSyntax.h"
 #include "Models/Appcast.h"
 
-#include <algorithm>
-
 namespace tandrel {
 
 namespace {
@@ -28,12 +26,8 @@ bool isPlainLoopback(std::string_view url) {
     const std::string_view host = authority.starts_with('[')
                                       ? authority.substr(0, authority.find(']') + 1)
                                       : authority.substr(0, authority.find(':'));
-    // Four numbers, so that no name that begins like an address counts as one.
-    const bool isIPv4Loopback =
-        host.starts_with("127.") &&
-        std::all_of(host.begin(), host.end(),
-                    [](char c) { return c == '.' || (c >= '0' && c <= '9'); }) &&
-        std::count(host.begin(), host.end(), '.') == 3;
+    // A whole address, so that no name that begins like one counts.
+    const bool isIPv4Loopback = host.starts_with("127.") && isIPv4Address(host);
     return isIPv4Loopback || host == "localhost" || host == "[::1]";
 }
 
