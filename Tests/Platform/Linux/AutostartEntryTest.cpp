@@ -69,7 +69,8 @@ TEST(AutostartEntry, APathIsQuotedWhereTheSpecificationAsksForIt) {
 }
 
 TEST(AutostartEntry, TheProgramThatIsLookedForIsReadAsItWasWritten) {
-    for (const char* const path : {"/opt/My Programs/t", "/opt/a\\b", "/opt/a\tb", "/opt/ä%"}) {
+    for (const char* const path : {"/opt/My Programs/t", "/opt/a\\b", "/opt/a\tb", "/opt/ä%",
+                                   "/opt/t ", "/opt/t  \t ", "/"}) {
         EXPECT_EQ(parseAutostartEntry(autostartEntryText(path, true)).tryExec, path);
     }
 }

@@ -12,7 +12,9 @@ constexpr std::string_view markerKey = "X-Quorvane-Tandrel-Written";
 /// The value of a string key, as the Desktop Entry Specification escapes it.
 std::string stringValue(std::string_view text) {
     std::string value;
-    for (const char character : text) {
+    // Readers take off the blanks that a line ends in.
+    const std::size_t end = text.find_last_not_of(' ') + 1;
+    for (const char character : text.substr(0, end)) {
         switch (character) {
         case '\\':
             value += "\\\\";
@@ -29,6 +31,9 @@ std::string stringValue(std::string_view text) {
         default:
             value += character;
         }
+    }
+    for (std::size_t at = end; at < text.size(); ++at) {
+        value += "\\s";
     }
     return value;
 }
