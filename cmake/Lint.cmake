@@ -1,14 +1,17 @@
 # `format-check` fails on a file that clang-format would change, `format` changes it;
 # `tidy` runs clang-tidy on every source file of the program and of the headless tool, `tidy-tools`
-# on those of the other tools, which users never run.
+# on those of the other tools, which users never run, `tidy-fuzz` on the fuzz targets, where they are
+# configured; `cppcheck` has a look at the program and all tools.
 find_program(CLANG_FORMAT_PROGRAM clang-format)
+find_program(CPPCHECK_PROGRAM cppcheck)
 find_program(RUN_CLANG_TIDY_PROGRAM NAMES run-clang-tidy run-clang-tidy-14)
 
 file(GLOB_RECURSE TANDREL_FORMATTED_FILES CONFIGURE_DEPENDS
     ${CMAKE_SOURCE_DIR}/Sources/*.cpp ${CMAKE_SOURCE_DIR}/Sources/*.h
     ${CMAKE_SOURCE_DIR}/Tools/*.cpp ${CMAKE_SOURCE_DIR}/Tools/*.h
     ${CMAKE_SOURCE_DIR}/Tests/*.cpp ${CMAKE_SOURCE_DIR}/Tests/*.h
-    ${CMAKE_SOURCE_DIR}/Benchmarks/*.cpp ${CMAKE_SOURCE_DIR}/Benchmarks/*.h)
+    ${CMAKE_SOURCE_DIR}/Benchmarks/*.cpp ${CMAKE_SOURCE_DIR}/Benchmarks/*.h
+    ${CMAKE_SOURCE_DIR}/Fuzz/*.cpp ${CMAKE_SOURCE_DIR}/Fuzz/*.h)
 
 if(CLANG_FORMAT_PROGRAM)
     add_custom_target(format
@@ -27,4 +30,21 @@ if(RUN_CLANG_TIDY_PROGRAM)
         COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
             "${CMAKE_SOURCE_DIR}/Tools/(AudioCheck|DevBackend|StreamReport|VirtualMicrophone)/.*\\.cpp$"
         COMMENT "Running clang-tidy on the tools" VERBATIM)
+    if(TANDREL_FUZZ)
+        add_custom_target(tidy-fuzz
+            COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
+                "${CMAKE_SOURCE_DIR}/Fuzz/.*\\.cpp$"
+            COMMENT "Running clang-tidy on the fuzz targets" VERBATIM)
+    endif()
+endif()
+if(CPPCHECK_PROGRAM)
+    # Without the libraries' headers, which it cannot read in any sensible time: it knows Qt's and the
+    # system's functions by descriptions of its own.
+    add_custom_target(cppcheck
+        COMMAND ${CPPCHECK_PROGRAM} --quiet --error-exitcode=1 --inline-suppr -j 2
+            --language=c++ --std=c++20 --library=qt,posix,gnu
+            --enable=warning,performance,portability
+            -I ${CMAKE_SOURCE_DIR}/Sources/TandrelStatusBar
+            ${CMAKE_SOURCE_DIR}/Sources ${CMAKE_SOURCE_DIR}/Tools
+        COMMENT "Running cppcheck" VERBATIM)
 endif()
