@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tandrel {
@@ -438,6 +439,103 @@ TEST_F(WebSocketServiceTest, AMessageWithNoTaskLeftIsTheLast) {
     connection().failReceive(reset);
     connection().deliver({SocketMessage::Kind::binary, "y"});
     EXPECT_EQ(connection().receiveCount(), 0U);
+}
+
+// What it says of reconnecting
+
+TEST_F(WebSocketServiceTest, SaysThatItReconnectsFromTheLossUntilThePong) {
+    std::vector<bool> told;
+    const Subscription subscription =
+        service->isReconnecting.observe([&](bool now) { told.push_back(now); });
+    connectFully();
+    EXPECT_THAT(told, IsEmpty()) << "a first connection is none";
+    connection().lose(reset);
+    EXPECT_THAT(told, ElementsAre(true));
+    for (const auto delay : {1s, 2s, 4s}) {
+        backend.clock.advance(delay);
+        EXPECT_TRUE(service->isReconnecting.value()) << "while it opens";
+        if (delay != 4s) {
+            connection().lose(reset);
+        }
+    }
+    connection().answerPing();
+    EXPECT_THAT(told, ElementsAre(true, false));
+}
+
+TEST_F(WebSocketServiceTest, SaysThatItReconnectsWhenTheFirstConnectionFails) {
+    service->connect("token");
+    EXPECT_FALSE(service->isReconnecting.value());
+    connection().lose(reset);
+    EXPECT_TRUE(service->isReconnecting.value());
+}
+
+TEST_F(WebSocketServiceTest, ReconnectsNoLongerOnceItHasGivenUp) {
+    connectFully();
+    connection().lose(reset);
+    for (const auto delay : {1s, 2s, 4s, 8s, 16s}) {
+        EXPECT_TRUE(service->isReconnecting.value());
+        backend.clock.advance(delay);
+        connection().lose(reset);
+    }
+    EXPECT_FALSE(service->isReconnecting.value());
+}
+
+TEST_F(WebSocketServiceTest, ReconnectsNoLongerOnceTheSessionIsOver) {
+    connectFully();
+    closeByServer(4001);
+    EXPECT_FALSE(service->isReconnecting.value());
+    connectFully();
+    connection().lose(reset);
+    backend.clock.advance(1s);
+    closeByServer(4002);
+    EXPECT_FALSE(service->isReconnecting.value());
+}
+
+TEST_F(WebSocketServiceTest, ReconnectsNoLongerOnceItIsDisconnected) {
+    connectFully();
+    connection().lose(reset);
+    service->disconnect();
+    EXPECT_FALSE(service->isReconnecting.value());
+    backend.clock.advance(1h);
+    EXPECT_FALSE(service->isReconnecting.value());
+}
+
+TEST_F(WebSocketServiceTest, ANewStreamIsNoReconnection) {
+    connectFully();
+    connection().lose(reset);
+    service->connect("another");
+    EXPECT_FALSE(service->isReconnecting.value());
+}
+
+TEST_F(WebSocketServiceTest, WhoDisconnectsOnALossIsNotToldOfAReconnection) {
+    connectFully();
+    bool wasTold = false;
+    const Subscription told =
+        service->isReconnecting.observe([&](bool now) { wasTold = wasTold || now; });
+    const Subscription reaction = service->state.onChange([this](const ConnectionState& now) {
+        if (now == ConnectionState::connecting()) {
+            service->disconnect();
+        }
+    });
+    connection().lose(reset);
+    EXPECT_FALSE(wasTold);
+    EXPECT_EQ(state(), ConnectionState::disconnected());
+}
+
+TEST_F(WebSocketServiceTest, WhoStartsAnewOnALossIsNotOvertakenByTheRetry) {
+    connectFully("old");
+    bool isFirst = true;
+    const Subscription reaction = service->state.onChange([&](const ConnectionState& now) {
+        if (now == ConnectionState::connecting() && std::exchange(isFirst, false)) {
+            service->disconnect();
+            service->connect("new");
+        }
+    });
+    connection().lose(reset);
+    backend.clock.advance(1h);
+    EXPECT_FALSE(service->isReconnecting.value());
+    EXPECT_EQ(connectionCount(), 2U);
+    EXPECT_EQ(connection().url(), "wss://api.test/tandrel-stream?token=new");
 }
 
 class WebSocketServiceSending : public WebSocketServiceTest {

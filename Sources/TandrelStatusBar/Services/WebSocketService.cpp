@@ -78,12 +78,20 @@ WebSocketService::WebSocketService(const APIClient& apiClient, StreamSocket& str
     : apiClient_(apiClient)
     , streamSocket_(streamSocket)
     , clock_(clock)
-    , stateMirror_(state.observe([this](const ConnectionState& now) {
-        const std::lock_guard lock(connectionMutex_);
-        connection_.state = now;
-    })) {}
+    , stateSubscription_(
+          state.observe([this](const ConnectionState& now) { stateAssigned(now); })) {}
 
 WebSocketService::~WebSocketService() = default;
+
+void WebSocketService::stateAssigned(const ConnectionState& now) {
+    {
+        const std::lock_guard lock(connectionMutex_);
+        connection_.state = now;
+    }
+    if (now.kind() != ConnectionState::Kind::connecting) {
+        setReconnecting(false);
+    }
+}
 
 void WebSocketService::connect(const std::string& token) {
     DebugLog::write("[connect] token=" + std::string(prefix(token, 8)) + "...");
@@ -91,6 +99,7 @@ void WebSocketService::connect(const std::string& token) {
     currentToken_ = token;
     shouldReconnect_ = true;
     reconnectAttempts_ = 0;
+    setReconnecting(false); // a stream of its own, whatever became of the one before
     establishConnection(token);
 }
 
@@ -190,17 +199,31 @@ void WebSocketService::attemptReconnect() {
         const std::chrono::seconds delay(std::int64_t{1} << reconnectAttempts_);
         ++reconnectAttempts_;
         const std::string token = *currentToken_;
+        const std::uint64_t stream = streamNumber_;
         state.set(ConnectionState::connecting());
         // Whether it is still wanted is asked when the wait is over; nothing but the end of this
         // object cancels it. A wait that an earlier stream left behind must not take the place of
         // the stream that has begun meanwhile.
-        reconnections_.after(clock_, delay, [this, token, stream = streamNumber_] {
-            if (shouldReconnect_ && stream == streamNumber_) {
+        const auto isWanted = [this, stream] {
+            return shouldReconnect_ && stream == streamNumber_;
+        };
+        reconnections_.after(clock_, delay, [this, token, isWanted] {
+            if (isWanted()) {
                 establishConnection(token);
             }
         });
+        // Who observes the state may have thought better of it.
+        if (isWanted()) {
+            setReconnecting(true);
+        }
     } else if (reconnectAttempts_ >= maxReconnectAttempts) {
         state.set(ConnectionState::error("Connection lost. Max reconnection attempts reached."));
+    }
+}
+
+void WebSocketService::setReconnecting(bool now) {
+    if (isReconnecting.value() != now) {
+        isReconnecting.set(now);
     }
 }
 

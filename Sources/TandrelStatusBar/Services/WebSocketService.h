@@ -28,6 +28,9 @@ public:
     WebSocketService& operator=(const WebSocketService&) = delete;
 
     Published<ConnectionState> state;
+    /// Whether a lost connection is being opened again: from the moment that the first retry is
+    /// decided on, until there is a connection, or none is wanted or hoped for any more.
+    Published<bool> isReconnecting{false};
 
     /// Opens the stream that `token` stands for. A loss is retried after 1, 2, 4, 8 and 16 s unless
     /// the backend says that the session is over; all failures end in `state`.
@@ -46,11 +49,13 @@ private:
         std::shared_ptr<StreamSocketTask> task;
     };
 
+    void stateAssigned(const ConnectionState& now);
     void establishConnection(const std::string& token);
     void receiveNext();
     void handlePing(std::uint64_t connection, const std::optional<SocketError>& error);
     void handleDisconnection(std::uint64_t connection, const SocketError& error);
     void attemptReconnect();
+    void setReconnecting(bool now);
 
     [[nodiscard]] Connection currentConnection() const;
     /// Makes `task` the current one; returns the one that it replaces.
@@ -72,7 +77,7 @@ private:
     Connection connection_; // guarded by connectionMutex_
     std::atomic<std::int64_t> audioSendCount_ = 0;
 
-    Subscription stateMirror_;
+    Subscription stateSubscription_;
     OperationSet reconnections_;
     Lifetime lifetime_;
 };
