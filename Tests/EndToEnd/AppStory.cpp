@@ -96,6 +96,10 @@ void AppStory::clickTrayIcon() {
     EXPECT_TRUE(tray_->awaitItem().activate());
 }
 
+std::string AppStory::toolTip() {
+    return tray_->awaitItem().toolTipTitle();
+}
+
 AppProcess& AppStory::startAndClick(const std::filesystem::path& home) {
     if (tray_ == nullptr) {
         tray_ = &desktop_->startStatusNotifierTray();

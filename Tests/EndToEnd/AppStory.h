@@ -47,6 +47,8 @@ protected:
     static void pause();
     /// Clicks the icon in a panel of today's kind, which must run.
     void clickTrayIcon();
+    /// What the icon's tooltip says in that panel.
+    [[nodiscard]] std::string toolTip();
     /// Starts the app on a panel of today's kind and clicks its icon, whatever takes the focus from
     /// the popover then.
     AppProcess& startAndClick(const std::filesystem::path& home = {});
@@ -100,6 +102,7 @@ inline constexpr const char* button = "push button";
 inline constexpr const char* field = "text";
 inline constexpr const char* password = "password text";
 inline constexpr const char* label = "label";
+inline constexpr const char* notification = "notification";
 inline constexpr const char* picker = "combo box";
 } // namespace role
 

@@ -99,6 +99,25 @@ protected:
     }
     /// Whether the program has a recording open.
     [[nodiscard]] static bool isListening() { return !sound->recordingIndexes().empty(); }
+    /// Waits until popover and tooltip both tell of `notice`; both must within the 2 s from now.
+    void expectTold(const std::string& notice, const std::string& endOfToolTip = {}) {
+        const auto start = std::chrono::steady_clock::now();
+        const std::string expected = "Quorvane Tandrel — Streaming — " + notice + endOfToolTip;
+        interface().await(role::notification, notice);
+        EXPECT_TRUE(waitUntil([&] { return toolTip() == expected; })) << toolTip();
+        const auto took = std::chrono::steady_clock::now() - start;
+        std::printf("\"%s\" told after %.0f ms\n", notice.c_str(),
+                    std::chrono::duration<double, std::milli>(took).count());
+        EXPECT_LE(took, seconds(2));
+    }
+    /// Waits until neither says so any more, and audio arrives again.
+    void expectAllIsWellAgain(const std::string& notice) {
+        EXPECT_TRUE(interface().awaitGone(role::notification, notice)) << interface().describe();
+        EXPECT_TRUE(waitUntil([&] {
+            return toolTip() == "Quorvane Tandrel — Streaming — microphone on";
+        })) << toolTip();
+        awaitAudio(30);
+    }
     [[nodiscard]] static bool hasStoppedListening() {
         return waitUntil([] { return !isListening(); });
     }
@@ -190,6 +209,17 @@ TEST_F(AppStream, ALostConnectionIsOpenedAgainAndTheStreamGoesOn) {
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
 }
 
+TEST_F(AppStream, ALostConnectionThatTakesLongerIsTold) {
+    const std::string notice = "Connection lost. Reconnecting…";
+    startStreaming();
+    EXPECT_FALSE(interface().showsName(notice));
+    backend().send("PUT", "/dev/faults/stream", R"({"status": 503})");
+    backend().send("POST", "/dev/sessions/" + session() + "/stream", R"({"action": "reset"})");
+    expectTold(notice, " — microphone on");
+    backend().send("DELETE", "/dev/faults", "{}");
+    expectAllIsWellAgain(notice);
+}
+
 TEST_F(AppStream, AConnectionThatEndsDuringASleepIsOpenedAgainOnceAfterIt) {
     startStreaming();
     app().process().signal(SIGSTOP);
@@ -226,7 +256,7 @@ TEST_F(AppStream, ARefusedSocketIsTold) {
     backend().send("PUT", "/dev/faults/stream", R"({"then": "close", "code": 4001})");
     signInToSession();
     click(role::button, "Start Streaming");
-    interface().await(role::label, "Failed to connect WebSocket");
+    interface().await(role::notification, "Failed to connect WebSocket");
     EXPECT_FALSE(app().hasLogged("[startCapture]"));
     EXPECT_FALSE(isListening());
 }
@@ -253,6 +283,58 @@ TEST_F(AppStream, AnUnpluggedMicrophoneIsNotReplacedByAnother) {
     EXPECT_TRUE(app().process().isRunning());
     click(role::button, "Stop");
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    endApp();
+    startSound();
+}
+
+TEST_F(AppStream, AnUnpluggedMicrophoneIsToldAndStreamsOnWhenItIsBack) {
+    const std::string notice = "Microphone disconnected. Waiting for it to return…";
+    startStreaming();
+    sound->unplug(microphone);
+    expectTold(notice);
+    EXPECT_FALSE(isListening());
+    // Without the popover, too.
+    input().press({"Escape"});
+    ASSERT_TRUE(interface().awaitGone(role::button, "Stop"));
+    EXPECT_THAT(toolTip(), HasSubstr(notice));
+    pause();
+    clickTrayIcon();
+    interface().await(role::notification, notice);
+    sound->plugIn(microphone, 44100);
+    expectAllIsWellAgain(notice);
+    EXPECT_TRUE(isListening());
+    EXPECT_TRUE(app().hasLogged("[recovery] capture resumed on Studio Microphone"));
+    EXPECT_EQ(backend().connectionCount(session()), 1) << "the same stream";
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    EXPECT_TRUE(hasStoppedListening());
+    endApp();
+    startSound();
+}
+
+TEST_F(AppStream, AnUnpluggedMicrophoneIsNoLongerAwaitedAfterAStop) {
+    startStreaming();
+    sound->unplug(microphone);
+    interface().await(role::notification, "Microphone disconnected. Waiting for it to return…");
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+    sound->plugIn(microphone, 48000);
+    interface().awaitName("Waiting");
+    EXPECT_FALSE(interface().showsName("Microphone disconnected. Waiting for it to return…"));
+    EXPECT_FALSE(isListening());
+    EXPECT_FALSE(app().hasLogged("[recovery] capture resumed"));
+}
+
+TEST_F(AppStream, AnotherMicrophoneIsTakenWhenTheUserChoosesIt) {
+    const auto other = sound->addMicrophone("other", "Other Microphone", 48000, 1);
+    startStreaming();
+    sound->unplug(microphone);
+    interface().await(role::notification, "Microphone disconnected. Waiting for it to return…");
+    click(role::picker, "Audio Input");
+    input().press({"Down"});
+    input().press({"Return"});
+    EXPECT_TRUE(app().waitForLog("[recovery] capture resumed on Other Microphone"));
+    expectAllIsWellAgain("Microphone disconnected. Waiting for it to return…");
     endApp();
     startSound();
 }
@@ -330,15 +412,40 @@ TEST_F(AppStream, ASignalWhileTheSocketOpensEndsWithinTwoSecondsAndNeverListens)
     EXPECT_FALSE(app().hasLogged("[startCapture]"));
 }
 
-TEST_F(AppStream, ASoundServerThatDiesLeavesTheInterfaceAlive) {
+TEST_F(AppStream, ASoundServerThatDiesIsToldAndStreamsOnWhenItIsBack) {
+    const std::string notice = "Sound server not available. Waiting for it to return…";
     startStreaming();
     sound->kill();
+    expectTold(notice);
     EXPECT_LT(slowestAnswer(milliseconds(1500)), milliseconds(500));
     EXPECT_TRUE(interface().shows(role::button, "Stop"));
+    feeder.reset();
+    sound->restart();
+    microphone = sound->addMicrophone("studio", "Studio Microphone", 48000, 1);
+    feeder = std::make_unique<VirtualMicrophoneFeeder>(*sound, microphone, tone());
+    expectAllIsWellAgain(notice);
+    click(role::button, "Stop");
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
+TEST_F(AppStream, ASoundServerThatStaysAwayLeavesTheInterfaceAlive) {
+    startStreaming();
+    sound->kill();
+    interface().await(role::notification, "Sound server not available. Waiting for it to return…");
     click(role::button, "Stop");
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
     endApp();
     startSound();
+}
+
+TEST_F(AppStream, ASoundServerThatHangsIsToldAndStreamsOnWhenItAnswersAgain) {
+    const std::string notice = "No sound from the microphone";
+    startStreaming();
+    sound->freeze();
+    expectTold(notice, " — microphone on");
+    sound->thaw();
+    expectAllIsWellAgain(notice);
+    EXPECT_TRUE(app().hasLogged("[capture] sound flows again"));
 }
 
 TEST_F(AppStream, ASoundServerThatHangsLeavesTheInterfaceAlive) {
@@ -361,7 +468,7 @@ TEST_F(AppStream, AMicrophoneThatTheDesktopSwitchesOffIsNotOpened) {
     startWithPopover(home);
     signIn();
     click(role::button, "Start Streaming");
-    interface().await(role::label,
+    interface().await(role::notification,
                       "Microphone permission denied. Grant access in System Settings → "
                       "Privacy & Security → Microphone.");
     for (const char* line :

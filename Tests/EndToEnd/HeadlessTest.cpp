@@ -320,6 +320,33 @@ TEST_F(Headless, ALostConnectionIsOpenedAgainAndTheStreamGoesOn) {
     EXPECT_THAT(headless.debugLog(), HasSubstr("[WS] disconnection closeCode=1011"));
 }
 
+TEST_F(Headless, AMicrophoneThatComesBackStreamsOn) {
+    HeadlessProcess headless = startWithSession();
+    waitForAudio(headless);
+    sound->unplug(microphone);
+    EXPECT_TRUE(headless.waitFor("Notice: Microphone disconnected. Waiting for it to return…"))
+        << headless.output();
+    const auto before = backend->messageCount(session);
+    sound->plugIn(microphone, 48000);
+    EXPECT_TRUE(waitUntil([&] { return backend->messageCount(session) > before + 30; }));
+    EXPECT_EQ(endBySignal(headless, SIGTERM), success);
+    EXPECT_THAT(headless.debugLog(),
+                HasSubstr("[recovery] capture resumed on " + std::string(microphoneName)));
+}
+
+TEST_F(Headless, AMicrophoneThatStaysAwayEndsTheStreamWithItsReason) {
+    HeadlessProcess headless = startWithSession();
+    waitForAudio(headless);
+    sound->unplug(microphone);
+    EXPECT_EQ(headless.waitForExit(seconds(60)), streamFailed) << headless.output();
+    sound->plugIn(microphone, 48000);
+    EXPECT_THAT(headless.output(), HasSubstr("Error: Microphone disconnected. Streaming stopped."));
+    EXPECT_THAT(headless.debugLog(),
+                HasSubstr("[Streaming] Microphone did not come back: The microphone was "));
+    EXPECT_TRUE(waitUntil([&] { return backend->lastEnd(session) == "client 1000"; }))
+        << backend->lastEnd(session);
+}
+
 TEST_F(Headless, ABackendThatRefusesTheStreamIsTold) {
     backend->send("PUT", "/dev/faults/stream", R"({"then": "close", "code": 4001})");
     HeadlessProcess headless = startWithSession();

@@ -18,7 +18,9 @@
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -86,7 +88,7 @@ class Recording {
 public:
     explicit Recording(AudioInput& input)
         : engine_(input.makeEngine()) {
-        engine_->setFaultHandler([this](const CaptureFault& fault) { faults.push_back(fault); });
+        engine_->setFaultHandler([this](const auto& fault) { faults.push_back(fault); });
     }
 
     AudioEngine& engine() { return *engine_; }
@@ -117,8 +119,8 @@ public:
         return std::find(samples_.begin(), samples_.end(), sample) != samples_.end();
     }
 
-    /// Main thread.
-    std::vector<CaptureFault> faults;
+    /// Main thread. Nothing: sound flowed again.
+    std::vector<std::optional<CaptureFault>> faults;
     /// Called for each buffer, on the tap thread, before it is kept.
     std::function<void()> onBuffer = [] {};
 
@@ -349,7 +351,7 @@ TEST_P(PulseAudioInputTest, ReportsAnUnpluggedMicrophoneAndRecordsNoOther) {
 
     std::printf("unplugged: reported after %.1f ms\n", delay);
     EXPECT_LE(delay, 100);
-    EXPECT_EQ(recording.faults[0].kind, CaptureFault::Kind::deviceLost);
+    EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::deviceLost);
     const std::size_t framesOfOther = otherRecording.frames();
     // The other microphone is heard for half a second more, by its own recording alone.
     ASSERT_TRUE(runUntil([&] { return otherRecording.frames() > framesOfOther + 24000; }));
@@ -401,7 +403,7 @@ TEST_P(PulseAudioInputTest, ReportsADeadServerAndFindsTheNextOne) {
     std::printf("server killed: reported after %.1f ms\n", delay);
     EXPECT_LE(delay, 100);
     ASSERT_THAT(recording.faults, SizeIs(1));
-    EXPECT_EQ(recording.faults[0].kind, CaptureFault::Kind::serverLost);
+    EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::serverLost);
     EXPECT_FALSE(input.devices());
     EXPECT_LE(millisecondsOf([&recording] { recording.engine().stop(); }), 5);
 
@@ -437,7 +439,7 @@ TEST_P(PulseAudioInputTest, ReportsAFrozenServerOnceAndStopsAtOnce) {
                 delay, stopping, listing);
     EXPECT_GE(delay, 950);
     EXPECT_LE(delay, 1500);
-    EXPECT_EQ(recording.faults[0].kind, CaptureFault::Kind::stalled);
+    EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::stalled);
     EXPECT_FALSE(devices);
     EXPECT_LE(listing, 600);
     EXPECT_LE(stopping, 5);
@@ -449,6 +451,54 @@ TEST_P(PulseAudioInputTest, ReportsAFrozenServerOnceAndStopsAtOnce) {
     ASSERT_TRUE(runUntil([&next] { return next.frames() > 48000 / 4; }));
     EXPECT_EQ(recording.frames(), framesHeard);
     EXPECT_THAT(recording.faults, SizeIs(1));
+}
+
+TEST_P(PulseAudioInputTest, GoesOnWhenAFrozenServerThaws) {
+    const auto desk = server.addMicrophone("desk", "Desk", 48000, 1);
+    const auto other = server.addMicrophone("other", "Other", 48000, 1);
+    constexpr float ownSound = 0.25F;
+    constexpr float otherSound = -0.5F;
+    const VirtualMicrophoneFeeder feeder(server, desk, std::vector<float>(48000 * 30, ownSound));
+    const VirtualMicrophoneFeeder otherFeeder(server, other,
+                                              std::vector<float>(48000 * 30, otherSound));
+    Recording recording(input);
+    ASSERT_TRUE(recording.start("desk"));
+    ASSERT_TRUE(runUntil([&recording] { return recording.hasHeard(ownSound); }));
+
+    for (std::size_t round = 1; round <= 2; ++round) {
+        server.freeze();
+        ASSERT_TRUE(runUntil([&] { return recording.faults.size() == 2 * round - 1; }, 5s));
+        EXPECT_EQ(recording.faults.back()->kind, CaptureFault::Kind::stalled);
+        runFor(500ms);
+        const std::size_t before = recording.frames();
+        const auto start = SteadyClock::now();
+        server.thaw();
+        ASSERT_TRUE(runUntil([&] { return recording.faults.size() == 2 * round; }, 5s));
+        std::printf("thawed: told after %.0f ms\n", millisecondsSince(start));
+        EXPECT_FALSE(recording.faults.back().has_value());
+        ASSERT_TRUE(runUntil([&] { return recording.frames() > before + 48000; }, 5s));
+    }
+    const auto samples = recording.samples();
+    EXPECT_EQ(std::count_if(samples.begin(), samples.end(),
+                            [](float sample) { return sample != 0 && sample != ownSound; }),
+              0);
+    EXPECT_EQ(samples.back(), ownSound);
+    EXPECT_THAT(server.recordingIndexes(), SizeIs(1)) << "the same recording";
+}
+
+TEST_P(PulseAudioInputTest, AFrozenServerThatIsKilledIsALoss) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    Recording recording(input);
+    ASSERT_TRUE(recording.start("desk"));
+    ASSERT_TRUE(runUntil([&recording] { return recording.frames() > 0; }));
+    server.freeze();
+    ASSERT_TRUE(runUntil([&recording] { return recording.faults.size() == 1; }, 5s));
+    server.kill();
+    ASSERT_TRUE(runUntil([&recording] { return recording.faults.size() == 2; }, 5s));
+    EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::stalled);
+    EXPECT_EQ(recording.faults[1]->kind, CaptureFault::Kind::serverLost);
+    runFor(600ms);
+    EXPECT_THAT(recording.faults, SizeIs(2));
 }
 
 TEST_P(PulseAudioInputTest, StartFailsInTimeWhenTheServerFreezes) {
@@ -556,9 +606,28 @@ TEST_P(PulseAudioInputTest, ReportsASuspendedMicrophone) {
     if (isReported) {
         std::printf("suspended: reported after %.0f ms\n", millisecondsSince(start));
         EXPECT_LE(millisecondsSince(start), 1500);
-        EXPECT_EQ(recording.faults[0].kind, CaptureFault::Kind::stalled);
-        EXPECT_EQ(recording.faults[0].description, "The microphone was suspended");
+        EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::stalled);
+        EXPECT_EQ(recording.faults[0]->description, "The microphone was suspended");
     }
+}
+
+TEST_P(PulseAudioInputTest, GoesOnWhenASuspendedMicrophoneIsResumed) {
+    const auto desk = server.addMicrophone("desk", "Desk", 48000, 1);
+    const VirtualMicrophoneFeeder feeder(server, desk, std::vector<float>(48000 * 30, 0.25F));
+    Recording recording(input);
+    ASSERT_TRUE(recording.start("desk"));
+    ASSERT_TRUE(runUntil([&recording] { return recording.hasHeard(0.25F); }));
+    server.control({"suspend-source", "desk", "1"});
+    if (server.kind() == PrivateSoundServer::Kind::pulseAudio) {
+        // PipeWire wakes it at once.
+        ASSERT_TRUE(runUntil([&recording] { return recording.faults.size() == 1; }, 5s));
+    }
+    const std::size_t before = recording.frames();
+    server.control({"suspend-source", "desk", "0"});
+    ASSERT_TRUE(runUntil([&] { return recording.frames() > before + 48000; }));
+    EXPECT_THAT(recording.faults, SizeIs(testing::AnyOf(0, 2)));
+    EXPECT_TRUE(recording.faults.empty() || !recording.faults.back().has_value());
+    EXPECT_EQ(recording.samples().back(), 0.25F);
 }
 
 TEST_P(PulseAudioInputTest, ReportsNoFaultOnceStopped) {
@@ -581,15 +650,101 @@ TEST_P(PulseAudioInputTest, EngineMayGoInItsOwnFaultHandler) {
     server.addMicrophone("desk", "Desk", 48000, 1);
     auto engine = input.makeEngine();
     bool handled = false;
-    engine->setFaultHandler([&engine, &handled](const CaptureFault& fault) {
+    engine->setFaultHandler([&engine, &handled](const std::optional<CaptureFault>& fault) {
         engine.reset();
-        handled = !fault.description.empty();
+        handled = !fault->description.empty();
     });
     ASSERT_TRUE(engine->bindDevice(0, "desk"));
     engine->installTap(1024, [](const AudioBuffer&) {});
     engine->start();
     server.kill();
     EXPECT_TRUE(runUntil([&handled] { return handled; }, 5s));
+}
+
+// Waiting for a device
+
+TEST_P(PulseAudioInputTest, FindsADeviceThatIsThere) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    bool isFound = false;
+    const Handle wait = input.awaitDevice("desk", [&isFound] { isFound = true; });
+    EXPECT_FALSE(isFound) << "later";
+    EXPECT_TRUE(runUntil([&isFound] { return isFound; }, 5s));
+}
+
+TEST_P(PulseAudioInputTest, FindsADeviceOnceItIsPluggedIn) {
+    auto desk = server.addMicrophone("desk", "Desk", 48000, 1);
+    server.unplug(desk);
+    int found = 0;
+    const Handle wait = input.awaitDevice("desk", [&found] { ++found; });
+    runFor(1s);
+    EXPECT_EQ(found, 0);
+    server.plugIn(desk, 48000);
+    EXPECT_TRUE(runUntil([&found] { return found > 0; }, 5s));
+    runFor(700ms);
+    EXPECT_EQ(found, 1);
+}
+
+TEST_P(PulseAudioInputTest, FindsADeviceOfTheNextServer) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    server.kill();
+    bool isFound = false;
+    const Handle wait = input.awaitDevice("desk", [&isFound] { isFound = true; });
+    runFor(500ms);
+    server.restart();
+    EXPECT_FALSE(isFound);
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    EXPECT_TRUE(runUntil([&isFound] { return isFound; }, 5s));
+}
+
+TEST_P(PulseAudioInputTest, FindsNothingButMicrophones) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    std::vector<std::string> found;
+    std::vector<Handle> waits;
+    for (const char* uid : {"gone", "", "@DEFAULT_SOURCE@", "desk_feed", "desk_feed.monitor",
+                            "@DEFAULT_MONITOR@", "0"}) {
+        waits.push_back(input.awaitDevice(uid, [&found, uid] { found.emplace_back(uid); }));
+    }
+    runFor(1s);
+    EXPECT_THAT(found, IsEmpty());
+}
+
+TEST_P(PulseAudioInputTest, AFrozenServerHoldsUpNeitherAWaitNorItsEnd) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    ASSERT_TRUE(input.devices());
+    server.freeze();
+    bool isFound = false;
+    Handle wait;
+    const double beginning =
+        millisecondsOf([&] { wait = input.awaitDevice("desk", [&isFound] { isFound = true; }); });
+    runFor(500ms);
+    const double ending = millisecondsOf([&wait] { wait.reset(); });
+    std::printf("a wait on a frozen server: begun in %.2f ms, ended in %.2f ms\n", beginning,
+                ending);
+    EXPECT_LE(beginning, 100);
+    EXPECT_LE(ending, 100);
+    wait = input.awaitDevice("desk", [&isFound] { isFound = true; });
+    runFor(500ms);
+    EXPECT_FALSE(isFound);
+    server.thaw();
+    EXPECT_TRUE(runUntil([&isFound] { return isFound; }, 5s));
+}
+
+TEST_P(PulseAudioInputTest, AWaitThatHasEndedLeavesNothingBehind) {
+    server.addMicrophone("desk", "Desk", 48000, 1);
+    ASSERT_TRUE(input.devices());
+    const auto entries = [](const char* folder) {
+        const std::filesystem::directory_iterator all(folder);
+        return std::distance(begin(all), end(all));
+    };
+    const auto threads = entries("/proc/self/task");
+    const auto files = entries("/proc/self/fd");
+    for (const char* uid : {"desk", "gone"}) {
+        const Handle wait = input.awaitDevice(uid, [] {});
+        runFor(400ms);
+        EXPECT_GT(entries("/proc/self/task"), threads);
+    }
+    EXPECT_TRUE(runUntil([&] { return entries("/proc/self/task") == threads; }, 5s));
+    EXPECT_EQ(entries("/proc/self/fd"), files);
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, PulseAudioInputTest, bothServers,

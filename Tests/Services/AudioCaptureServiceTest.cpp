@@ -592,7 +592,8 @@ TEST_F(AudioCaptureServiceTest, PublishesAndLogsAFaultOnceAndRetriesNothing) {
     service->startCapture(headset);
     input.clearCalls();
     const LogCapture fromHere;
-    ASSERT_TRUE(input.reportFault({CaptureFault::Kind::deviceLost, "Headset was removed"}));
+    ASSERT_TRUE(
+        input.reportFault(CaptureFault{CaptureFault::Kind::deviceLost, "Headset was removed"}));
     mainQueue.drain();
     ASSERT_TRUE(service->captureFault.value().has_value());
     EXPECT_EQ(service->captureFault.value()->kind, CaptureFault::Kind::deviceLost);
@@ -606,7 +607,7 @@ TEST_F(AudioCaptureServiceTest, PublishesAndLogsAFaultOnceAndRetriesNothing) {
 TEST_F(AudioCaptureServiceTest, NamesEachKindOfFaultInTheLog) {
     for (const auto kind : {CaptureFault::Kind::serverLost, CaptureFault::Kind::stalled}) {
         service->startCapture(headset);
-        ASSERT_TRUE(input.reportFault({kind, "gone"}));
+        ASSERT_TRUE(input.reportFault(CaptureFault{kind, "gone"}));
         mainQueue.drain();
     }
     EXPECT_THAT(log.linesStartingWith("[capture]"),
@@ -617,7 +618,7 @@ TEST_F(AudioCaptureServiceTest, NamesEachKindOfFaultInTheLog) {
 TEST_F(AudioCaptureServiceTest, StopAndStartClearTheFault) {
     for (const bool restart : {false, true}) {
         service->startCapture(headset);
-        ASSERT_TRUE(input.reportFault({CaptureFault::Kind::stalled, "gone"}));
+        ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "gone"}));
         mainQueue.drain();
         ASSERT_TRUE(service->captureFault.value().has_value());
         if (restart) {
@@ -629,6 +630,72 @@ TEST_F(AudioCaptureServiceTest, StopAndStartClearTheFault) {
     }
 }
 
+TEST_F(AudioCaptureServiceTest, TakesAStallBackOnceSoundFlowsAgain) {
+    service->startCapture(headset);
+    const LogCapture fromHere;
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "nothing came"}));
+        mainQueue.drain();
+        EXPECT_TRUE(service->captureFault.value().has_value());
+        ASSERT_TRUE(input.reportFault(std::nullopt));
+        EXPECT_TRUE(service->captureFault.value().has_value()) << "until the main thread knows";
+        mainQueue.drain();
+        EXPECT_FALSE(service->captureFault.value().has_value());
+    }
+    EXPECT_THAT(fromHere.lines(), ElementsAre("[capture] fault=stalled, description=nothing came",
+                                              "[capture] sound flows again",
+                                              "[capture] fault=stalled, description=nothing came",
+                                              "[capture] sound flows again"));
+    EXPECT_TRUE(service->isCapturing.value());
+}
+
+TEST_F(AudioCaptureServiceTest, AStallMayTurnIntoALoss) {
+    service->startCapture(headset);
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "nothing came"}));
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::serverLost, "gone"}));
+    mainQueue.drain();
+    EXPECT_EQ(service->captureFault.value()->kind, CaptureFault::Kind::serverLost);
+}
+
+TEST_F(AudioCaptureServiceTest, AFaultyMicrophoneShowsNoLevel) {
+    service->startCapture(headset);
+    ASSERT_TRUE(input.push(std::vector<float>(1024, 0.25F)));
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::deviceLost, "gone"}));
+    std::vector<float> levels;
+    const Subscription subscription =
+        service->audioLevel.observe([&](float level) { levels.push_back(level); });
+    mainQueue.drain();
+    EXPECT_THAT(levels, ElementsAre(0.75F, 0.0F));
+}
+
+TEST_F(AudioCaptureServiceTest, TheMicrophoneIsOpenWhileItIsNeitherStoppedNorLost) {
+    EXPECT_FALSE(service->isMicrophoneOpen());
+    for (const auto kind : {CaptureFault::Kind::deviceLost, CaptureFault::Kind::serverLost}) {
+        service->startCapture(headset);
+        EXPECT_TRUE(service->isMicrophoneOpen());
+        input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "nothing came"});
+        mainQueue.drain();
+        EXPECT_TRUE(service->isMicrophoneOpen()) << "it may be heard again at any moment";
+        input.reportFault(CaptureFault{kind, "gone"});
+        mainQueue.drain();
+        EXPECT_FALSE(service->isMicrophoneOpen());
+    }
+    service->startCapture(headset);
+    service->stopCapture();
+    EXPECT_FALSE(service->isMicrophoneOpen());
+}
+
+TEST_F(AudioCaptureServiceTest, AwaitsADeviceByItsPersistentIdentifier) {
+    int found = 0;
+    Handle wait = service->awaitDevice(headset, [&] { ++found; });
+    EXPECT_THAT(input.awaited(), ElementsAre(headset.uid));
+    EXPECT_EQ(input.findDevice(headset.uid), 1);
+    EXPECT_EQ(found, 1);
+    wait = service->awaitDevice(headset, [&] { ++found; });
+    wait.reset();
+    EXPECT_EQ(input.findDevice(headset.uid), 0);
+}
+
 TEST_F(AudioCaptureServiceTest, AFaultMayStopTheCaptureAtOnce) {
     service->startCapture(headset);
     const Subscription subscription = service->captureFault.observe([this](const auto& fault) {
@@ -636,7 +703,7 @@ TEST_F(AudioCaptureServiceTest, AFaultMayStopTheCaptureAtOnce) {
             service->stopCapture();
         }
     });
-    ASSERT_TRUE(input.reportFault({CaptureFault::Kind::serverLost, "gone"}));
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::serverLost, "gone"}));
     mainQueue.drain();
     EXPECT_FALSE(service->isCapturing.value());
     EXPECT_FALSE(input.isRunning());
@@ -644,11 +711,11 @@ TEST_F(AudioCaptureServiceTest, AFaultMayStopTheCaptureAtOnce) {
 
 TEST_F(AudioCaptureServiceTest, AFaultOfAnEngineThatHasGoneIsVoid) {
     service->startCapture(builtIn);
-    ASSERT_TRUE(input.reportFault({CaptureFault::Kind::stalled, "gone"}));
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "gone"}));
     service->startCapture(headset);
     mainQueue.drain();
     EXPECT_FALSE(service->captureFault.value().has_value());
-    ASSERT_TRUE(input.reportFault({CaptureFault::Kind::stalled, "gone"}));
+    ASSERT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::stalled, "gone"}));
     service.reset();
     mainQueue.drain();
     EXPECT_THAT(log.linesStartingWith("[capture]"), IsEmpty());

@@ -20,6 +20,13 @@ constexpr std::array fixedTexts = {
     "Microphone.",
     "Failed to start audio: Failed to select audio device",
     "Failed to start audio: Failed to create audio converter",
+    "Microphone disconnected. Waiting for it to return…",
+    "Microphone disconnected. Streaming stopped.",
+    "Sound server not available. Waiting for it to return…",
+    "Sound server not available. Streaming stopped.",
+    "No sound from the microphone",
+    "No sound from the microphone. Streaming stopped.",
+    "Connection lost. Reconnecting…",
 };
 
 } // namespace

@@ -156,6 +156,7 @@ std::vector<Outage> audioOutages() {
         audio("UnpluggedAtOnce", {Call::capture, {}, {}, "gone", Fault::deviceLost}),
         audio("Unplugged", {Call::capture, {}, {}, "gone", Fault::deviceLost, 700ms}),
         audio("ServerGone", {Call::capture, {}, {}, "gone", Fault::serverLost, 700ms}),
+        audio("UnpluggedForGood", {Call::capture, {}, {}, "gone", Fault::deviceLost, 700ms, true}),
         audio("Stalled", {Call::capture, {}, {}, "silent", Fault::stalled, 1250ms}),
     };
 }

@@ -109,6 +109,10 @@ void StreamWorld::answerForTheOutside() {
     if (desktopPermission_.answer(true) > 0) {
         desktopPermission_.status = AuthorizationStatus::authorized;
     }
+    // What was unplugged is in again at once.
+    for (const std::string& uid : soundSystem_.awaited()) {
+        soundSystem_.findDevice(uid);
+    }
     const std::vector<float> sound(framesPerStep, 0.25F);
     soundSystem_.push(std::span<const float>(sound));
 }
@@ -180,6 +184,7 @@ void StreamWorld::checkTexts() {
     }
     if (StreamingController* const panelShown = panel()) {
         shown.push_back(panelShown->currentError());
+        shown.push_back(panelShown->notice.value());
     }
     for (const auto& text : shown) {
         check(!text || isOwnText(*text), "a text of nobody's: " + text.value_or(""));

@@ -47,7 +47,7 @@ public:
                 *isSilent_ = true;
                 // A copy: whoever hears of it may drop this engine.
                 const FaultHandler handler = faultHandler_;
-                handler({failure_.fault, failure_.description});
+                handler(CaptureFault{failure_.fault, failure_.description});
             });
         }
     }
@@ -75,6 +75,13 @@ std::optional<std::vector<InputDeviceFacts>> FailingAudioInput::devices() {
     auto right = inner_.devices();
     const bool isBad = failure_ && failure_->call == Failure::Call::devices && nth_.fails();
     return isBad ? failure_->devices : right;
+}
+
+Handle FailingAudioInput::awaitDevice(const std::string& uid, std::function<void()> found) {
+    if (failure_ && failure_->staysAway && nth_.hasFailed()) {
+        return std::make_unique<Operation>();
+    }
+    return inner_.awaitDevice(uid, std::move(found));
 }
 
 std::unique_ptr<AudioEngine> FailingAudioInput::makeEngine() {

@@ -4,6 +4,7 @@
 #include "Platform/Clock.h"
 #include "Support/NthCall.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,8 @@ public:
         std::string description = {};
         CaptureFault::Kind fault = CaptureFault::Kind::deviceLost;
         Clock::Duration faultAfter = Clock::Duration::zero();
+        /// Whether no device that is awaited after the failure is ever found.
+        bool staysAway = false;
     };
 
     /// Without a failure all is passed on. `inner`, `clock` and `nth` must outlive this and its
@@ -45,6 +48,7 @@ public:
         , failure_(std::move(failure)) {}
 
     [[nodiscard]] std::optional<std::vector<InputDeviceFacts>> devices() override;
+    [[nodiscard]] Handle awaitDevice(const std::string& uid, std::function<void()> found) override;
     [[nodiscard]] std::unique_ptr<AudioEngine> makeEngine() override;
 
 private:

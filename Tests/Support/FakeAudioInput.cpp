@@ -12,6 +12,13 @@ struct FakeAudioInput::EngineState {
     AudioEngine::FaultHandler faultHandler;
     std::uint32_t bufferFrames = 0;
     bool started = false;
+    bool isLost = false;
+};
+
+/// A device that somebody awaits, for as long as the handle lives.
+struct FakeAudioInput::Wait {
+    std::string uid;
+    std::function<void()> found;
 };
 
 class FakeAudioInput::Engine : public AudioEngine {
@@ -66,6 +73,7 @@ public:
         }
         const std::lock_guard lock(state_->mutex);
         state_->started = true;
+        state_->isLost = false;
     }
 
     void stop() override {
@@ -98,6 +106,45 @@ FakeAudioInput::~FakeAudioInput() = default;
 std::optional<std::vector<InputDeviceFacts>> FakeAudioInput::devices() {
     calls_->emplace_back("devices");
     return deviceFacts;
+}
+
+Handle FakeAudioInput::awaitDevice(const std::string& uid, std::function<void()> found) {
+    class Awaiting : public Operation {
+    public:
+        explicit Awaiting(std::shared_ptr<Wait> wait)
+            : wait_(std::move(wait)) {}
+
+    private:
+        std::shared_ptr<Wait> wait_;
+    };
+    calls_->push_back("awaitDevice(" + uid + ")");
+    auto wait = std::make_shared<Wait>(Wait{uid, std::move(found)});
+    waits_.push_back(wait);
+    return std::make_unique<Awaiting>(std::move(wait));
+}
+
+std::vector<std::string> FakeAudioInput::awaited() const {
+    std::vector<std::string> uids;
+    for (const auto& weak : waits_) {
+        if (const auto wait = weak.lock(); wait && wait->found) {
+            uids.push_back(wait->uid);
+        }
+    }
+    return uids;
+}
+
+int FakeAudioInput::findDevice(const std::string& uid) {
+    std::erase_if(waits_, [](const auto& wait) { return wait.expired(); });
+    int count = 0;
+    for (const auto& weak : std::vector(waits_)) {
+        const auto wait = weak.lock();
+        if (wait && wait->uid == uid && wait->found) {
+            const auto found = std::exchange(wait->found, nullptr);
+            found();
+            ++count;
+        }
+    }
+    return count;
 }
 
 std::unique_ptr<AudioEngine> FakeAudioInput::makeEngine() {
@@ -158,13 +205,15 @@ AudioEngine::Tap FakeAudioInput::installedTap() const {
     return state->tap;
 }
 
-bool FakeAudioInput::reportFault(const CaptureFault& fault) {
+bool FakeAudioInput::reportFault(const std::optional<CaptureFault>& fault) {
     const auto state = newest();
     const std::lock_guard lock(state->mutex);
-    if (!state->started || !state->faultHandler) {
+    if (!state->started || !state->faultHandler || state->isLost) {
         return false;
     }
-    const AudioEngine::FaultHandler handler = std::exchange(state->faultHandler, nullptr);
+    state->isLost = fault && fault->isFinal();
+    // A copy: it may replace itself.
+    const AudioEngine::FaultHandler handler = state->faultHandler;
     handler(fault);
     return true;
 }

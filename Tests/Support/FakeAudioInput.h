@@ -3,6 +3,7 @@
 #include "Platform/AudioInput.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,6 +21,7 @@ public:
     ~FakeAudioInput() override;
 
     [[nodiscard]] std::optional<std::vector<InputDeviceFacts>> devices() override;
+    [[nodiscard]] Handle awaitDevice(const std::string& uid, std::function<void()> found) override;
     [[nodiscard]] std::unique_ptr<AudioEngine> makeEngine() override;
 
     /// Facts of a device with one stream of `channels` input channels.
@@ -47,11 +49,18 @@ public:
     bool pushSilence(std::uint32_t frameLength);
     /// A copy of the installed tap, for a call that comes too late.
     [[nodiscard]] AudioEngine::Tap installedTap() const;
-    /// Calls the fault handler on the calling thread, which is the main one, if the engine runs.
-    bool reportFault(const CaptureFault& fault);
+    /// Calls the fault handler on the calling thread, which is the main one, if the engine runs and
+    /// has not told of a loss; whether it did. Nothing: sound flows again.
+    bool reportFault(const std::optional<CaptureFault>& fault);
 
-    /// Every call in order: "devices", "makeEngine", then with the engine's number
-    /// "1.bindDevice(id, uid)", "1.inputFormat", "1.installTap(1024)", "1.removeTap",
+    // Devices that are awaited.
+    /// The identifiers, in the order in which the waits began.
+    [[nodiscard]] std::vector<std::string> awaited() const;
+    /// Completes every wait for `uid`, on the calling thread, which is the main one; how many.
+    int findDevice(const std::string& uid);
+
+    /// Every call in order: "devices", "awaitDevice(uid)", "makeEngine", then with the engine's
+    /// number "1.bindDevice(id, uid)", "1.inputFormat", "1.installTap(1024)", "1.removeTap",
     /// "1.setFaultHandler", "1.start", "1.stop", "1.destroyed". Main thread.
     [[nodiscard]] const std::vector<std::string>& calls() const;
     void clearCalls();
@@ -59,12 +68,14 @@ public:
 private:
     class Engine;
     struct EngineState;
+    struct Wait;
     [[nodiscard]] std::shared_ptr<EngineState> newest() const;
 
     std::shared_ptr<std::vector<std::string>> calls_;
     mutable std::mutex mutex_;
     std::shared_ptr<EngineState> newest_;
     int engineCount_ = 0;
+    std::vector<std::weak_ptr<Wait>> waits_;
 };
 
 } // namespace tandrel::test

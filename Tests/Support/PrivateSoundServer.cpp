@@ -114,6 +114,12 @@ void replaceAll(std::string& text, const std::string& placeholder, const std::st
     }
 }
 
+/// The microphone's format at a rate, as modules take it.
+std::vector<std::string> formatArguments(const VirtualMicrophone& microphone, std::uint32_t rate) {
+    return {"rate=" + std::to_string(rate), "channels=" + std::to_string(microphone.channels),
+            "channel_map=" + microphone.channelMap()};
+}
+
 template <typename Condition>
 bool waitFor(std::chrono::milliseconds limit, Condition condition) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -307,26 +313,34 @@ VirtualMicrophone PrivateSoundServer::addMicrophone(const std::string& name,
                                                     const std::string& description,
                                                     std::uint32_t rate, std::uint32_t channels) {
     VirtualMicrophone microphone{name + "_feed", name, description, rate, channels};
-    const std::vector<std::string> format{"rate=" + std::to_string(rate),
-                                          "channels=" + std::to_string(channels),
-                                          "channel_map=" + microphone.channelMap()};
+    const std::vector<std::string> format = formatArguments(microphone, rate);
     std::vector<std::string> sink{"sink_name=" + microphone.sinkName};
     if (kind_ == Kind::pulseAudio) {
         // Or it would round to 16 bit, and play again what it has already played.
         sink.insert(sink.end(), {"format=float32le", "norewinds=1"});
     }
-    std::vector<std::string> source{
-        "source_name=" + name, "master=" + microphone.sinkName + ".monitor",
-        "source_properties=\"device.description='" + description + "'\""};
     sink.insert(sink.end(), format.begin(), format.end());
-    source.insert(source.end(), format.begin(), format.end());
     microphone.sinkModule = loadModule("module-null-sink", sink);
-    microphone.sourceModule = loadModule("module-remap-source", source);
+    microphone.sourceModule = loadSource(microphone, rate);
     return microphone;
+}
+
+std::uint32_t PrivateSoundServer::loadSource(const VirtualMicrophone& microphone,
+                                             std::uint32_t rate) {
+    std::vector<std::string> arguments{
+        "source_name=" + microphone.sourceName, "master=" + microphone.sinkName + ".monitor",
+        "source_properties=\"device.description='" + microphone.description + "'\""};
+    const std::vector<std::string> format = formatArguments(microphone, rate);
+    arguments.insert(arguments.end(), format.begin(), format.end());
+    return loadModule("module-remap-source", arguments);
 }
 
 void PrivateSoundServer::unplug(const VirtualMicrophone& microphone) {
     unloadModule(microphone.sourceModule);
+}
+
+void PrivateSoundServer::plugIn(VirtualMicrophone& microphone, std::uint32_t rate) {
+    microphone.sourceModule = loadSource(microphone, rate);
 }
 
 void PrivateSoundServer::kill() {

@@ -74,6 +74,8 @@ public:
                                     std::uint32_t rate, std::uint32_t channels);
     /// Unplugs the microphone: its source goes, the output behind it stays.
     void unplug(const VirtualMicrophone& microphone);
+    /// Plugs an unplugged one in again; it now runs at `rate`.
+    void plugIn(VirtualMicrophone& microphone, std::uint32_t rate);
 
     /// Ends the server without warning.
     void kill();
@@ -86,6 +88,8 @@ public:
     [[nodiscard]] std::string log() const;
 
 private:
+    /// Returns the module of the microphone's source.
+    std::uint32_t loadSource(const VirtualMicrophone& microphone, std::uint32_t rate);
     void start();
     void startPulseAudio();
     void startPipeWire();

@@ -120,6 +120,11 @@ protected:
         outside.permission.answer(true);
         ASSERT_TRUE(capturing());
     }
+    void loseMicrophone() {
+        startWhole();
+        outside.audioInput.reportFault(CaptureFault{CaptureFault::Kind::deviceLost, "unplugged"});
+        outside.mainQueue.drain();
+    }
     /// Gives every chance to whatever might still be pending; whether anything came of it.
     void expectNothingMore() {
         const auto connections = outside.backend.streamSocket.connections().size();
@@ -129,6 +134,7 @@ protected:
             outside.clock().advance(1s);
             outside.mainQueue.drain();
             outside.permission.answer(true);
+            EXPECT_EQ(outside.audioInput.findDevice("mic-7"), 0);
         }
         EXPECT_EQ(outside.backend.streamSocket.connections().size(), connections);
         EXPECT_EQ(outside.backend.transport.requests().size(), requests);
@@ -512,6 +518,22 @@ protected:
             startWhole();
             outside.connection().lose({57, "gone"});
             outside.clock().advance(1s);
+        } else if (moment == "MicrophoneAwaited") {
+            loseMicrophone();
+            ASSERT_THAT(outside.audioInput.awaited(), ElementsAre("mic-7"));
+        } else if (moment == "MicrophoneFound") {
+            loseMicrophone();
+            ASSERT_EQ(outside.audioInput.findDevice("mic-7"), 1);
+        } else if (moment == "MicrophoneThatDidNotStart") {
+            loseMicrophone();
+            outside.permission.status = AuthorizationStatus::authorized;
+            outside.audioInput.startError = "Access denied";
+            ASSERT_EQ(outside.audioInput.findDevice("mic-7"), 1);
+            outside.mainQueue.drain();
+        } else if (moment == "NoSound") {
+            startWhole();
+            outside.audioInput.reportFault(CaptureFault{CaptureFault::Kind::stalled, "nothing"});
+            outside.mainQueue.drain();
         } else if (moment == "StopRequested") {
             startWhole();
             panel()->stopStreaming();
@@ -574,7 +596,9 @@ INSTANTIATE_TEST_SUITE_P(All, MenuBarContentControllerMoment,
                                          "SocketWait", "SocketOpenBeforeTheCheck",
                                          "PermissionQuestion", "PermissionOnItsWay", "Streaming",
                                          "BackOffOfTheStart", "BackOff", "Reconnecting",
-                                         "StopRequested", "Completed", "AfterAFailedStart"),
+                                         "MicrophoneAwaited", "MicrophoneFound",
+                                         "MicrophoneThatDidNotStart", "NoSound", "StopRequested",
+                                         "Completed", "AfterAFailedStart"),
                          [](const auto& moment) { return std::string(moment.param); });
 
 TEST_F(MenuBarContentControllerTest, ShuttingDownWhileTheCredentialsLoadEndsTheWait) {

@@ -101,6 +101,12 @@ protected:
             break;
         }
     }
+    void startStream() {
+        findSession();
+        panel().startStreaming(*session().state.value().session());
+        bringUpStream();
+        ASSERT_TRUE(audio().isCapturing.value());
+    }
     [[nodiscard]] int height() {
         test::settle();
         return view->hasHeightForWidth() ? view->heightForWidth(view->width())
@@ -271,7 +277,10 @@ TEST_F(PopoverViewTest, PrefersTheSessionsErrorToTheSockets) {
 TEST_F(PopoverViewTest, CutsAnErrorToTwoLinesAndTellsItWhole) {
     session().error.set("one line");
     test::settle();
-    const int oneLine = named(*view, "one line")->heightForWidth(200);
+    const auto label = [this](const std::string& text) {
+        return named(*view, text)->findChild<TextLabel*>();
+    };
+    const int oneLine = label("one line")->heightForWidth(200);
     std::string message = "long";
     for (int word = 0; word < 60; ++word) {
         message += " <b>word</b>";
@@ -280,12 +289,60 @@ TEST_F(PopoverViewTest, CutsAnErrorToTwoLinesAndTellsItWhole) {
     test::settle();
     view->resize(view->width(), height());
     test::settle();
-    const QWidget* const label = named(*view, message);
-    EXPECT_LE(label->height(), 2 * oneLine);
-    EXPECT_GT(label->height(), oneLine);
-    EXPECT_TRUE(label->toolTip().contains(QStringLiteral("word")));
-    EXPECT_FALSE(label->toolTip().contains(QStringLiteral("<b>"))) << "would be rich text";
+    EXPECT_LE(label(message)->height(), 2 * oneLine);
+    EXPECT_GT(label(message)->height(), oneLine);
+    EXPECT_TRUE(label(message)->toolTip().contains(QStringLiteral("word")));
+    EXPECT_FALSE(label(message)->toolTip().contains(QStringLiteral("<b>"))) << "would be rich text";
     EXPECT_THAT(test::clippedParts(*view), IsEmpty());
+}
+
+TEST_F(PopoverViewTest, ShowsTheNoticeWhereTheErrorWouldBe) {
+    const std::string lost = "Microphone disconnected. Waiting for it to return…";
+    startStream();
+    const int height = this->height();
+    outside.audioInput.reportFault(CaptureFault{CaptureFault::Kind::deviceLost, "unplugged"});
+    outside.mainQueue.drain();
+    EXPECT_TRUE(test::hasNamed(*view, lost));
+    EXPECT_GT(this->height(), height);
+    session().error.set("an error");
+    EXPECT_TRUE(test::hasNamed(*view, "an error"));
+    EXPECT_FALSE(test::hasNamed(*view, lost)) << "one at a time";
+    session().error.set(std::nullopt);
+    EXPECT_TRUE(test::hasNamed(*view, lost));
+    outside.permission.status = AuthorizationStatus::authorized;
+    outside.audioInput.findDevice("mic-7");
+    outside.mainQueue.drain();
+    EXPECT_FALSE(test::hasNamed(*view, lost));
+    EXPECT_EQ(this->height(), height) << "the footer comes and goes";
+}
+
+TEST_F(PopoverViewTest, ShowsThatTheConnectionIsOpenedAgain) {
+    startStream();
+    outside.connection().lose({57, "Socket is not connected"});
+    EXPECT_TRUE(test::hasNamed(*view, "Connection lost. Reconnecting…"));
+    outside.clock().advance(1s);
+    outside.connection().answerPing();
+    EXPECT_FALSE(test::hasNamed(*view, "Connection lost. Reconnecting…"));
+}
+
+TEST_F(PopoverViewTest, TheButtonsAboveANoticeStayWhereTheyAre) {
+    startStream();
+    view->resize(view->width(), height());
+    test::settle();
+    const QPoint before = actionButton().mapTo(view.get(), QPoint());
+    outside.connection().lose({57, "Socket is not connected"});
+    view->resize(view->width(), height());
+    test::settle();
+    EXPECT_EQ(actionButton().mapTo(view.get(), QPoint()), before);
+    EXPECT_THAT(test::clippedParts(*view), IsEmpty());
+}
+
+TEST_F(PopoverViewTest, ShowsTheNoticeThatCameWhileItWasHidden) {
+    startStream();
+    view->hide();
+    outside.connection().lose({57, "Socket is not connected"});
+    view->show();
+    EXPECT_TRUE(test::hasNamed(*view, "Connection lost. Reconnecting…"));
 }
 
 // What the buttons do

@@ -1,6 +1,6 @@
 #include "Views/StatusBadge.h"
 
-#include "Support/Widgets/ActiveAccessibility.h"
+#include "Support/Widgets/Announcements.h"
 #include "Support/Widgets/Rendering.h"
 #include "Support/Widgets/ViewTree.h"
 #include "Views/Controls/SymbolView.h"
@@ -21,31 +21,11 @@ using Kind = SessionState::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// What assistive technology is told, in words.
-std::vector<std::string> heard;
-
-void listen(QAccessibleEvent* event) {
-    const QAccessibleInterface* interface = event->accessibleInterface();
-    const std::string name = interface->text(QAccessible::Name).toStdString();
-    switch (event->type()) {
-    case QAccessible::NameChanged:
-        heard.push_back("name " + name);
-        break;
-    case QAccessible::ObjectShow:
-        if (interface->role() == QAccessible::Notification) {
-            heard.push_back("notification " + name);
-        }
-        break;
-    default:
-        break;
-    }
-}
-
 class StatusBadgeTest : public testing::Test {
 protected:
     StatusBadgeTest() {
         test::showAndWait(badge);
-        heard.clear();
+        announcements.clear();
     }
 
     void changeTo(Kind kind) {
@@ -56,7 +36,9 @@ protected:
         return badge.findChildren<TextLabel*>().first()->role();
     }
 
-    test::ActiveAccessibility accessibility{listen};
+    [[nodiscard]] const std::vector<std::string>& heard() const { return announcements.heard(); }
+
+    test::Announcements announcements;
     StatusBadge badge;
 };
 
@@ -97,53 +79,53 @@ TEST_F(StatusBadgeTest, IsOneNotificationWithoutParts) {
 
 TEST_F(StatusBadgeTest, AnnouncesAChangeOfState) {
     changeTo(Kind::polling);
-    EXPECT_THAT(heard, ElementsAre("name Waiting", "notification Waiting"));
+    EXPECT_THAT(heard(), ElementsAre("name Waiting", "notification Waiting"));
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNoStateThatIsOnlyPassedThrough) {
     changeTo(Kind::polling);
-    heard.clear();
+    announcements.clear();
     badge.setState(Kind::idle);
     changeTo(Kind::sessionFound);
-    EXPECT_THAT(heard, ElementsAre("name Ready", "notification Ready"));
-    heard.clear();
+    EXPECT_THAT(heard(), ElementsAre("name Ready", "notification Ready"));
+    announcements.clear();
     badge.setState(Kind::idle);
     changeTo(Kind::sessionFound);
-    EXPECT_THAT(heard, IsEmpty());
+    EXPECT_THAT(heard(), IsEmpty());
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNoTickOfTheDuration) {
     changeTo(Kind::streaming);
-    heard.clear();
+    announcements.clear();
     for (int second = 0; second < 10; ++second) {
         badge.setDuration(QStringLiteral("00:0%1").arg(second));
     }
     test::settle();
-    EXPECT_THAT(heard, IsEmpty());
+    EXPECT_THAT(heard(), IsEmpty());
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNothingWhenTheStateStays) {
     changeTo(Kind::polling);
-    heard.clear();
+    announcements.clear();
     changeTo(Kind::polling);
-    EXPECT_THAT(heard, IsEmpty());
+    EXPECT_THAT(heard(), IsEmpty());
 }
 
 TEST_F(StatusBadgeTest, TellsItsStateOnceWhenItComesIntoView) {
     badge.hide();
     test::settle();
-    heard.clear();
+    announcements.clear();
     badge.setState(Kind::polling);
     badge.show();
     test::settle();
-    EXPECT_EQ(std::count(heard.begin(), heard.end(), "notification Waiting"), 1);
+    EXPECT_EQ(std::count(heard().begin(), heard().end(), "notification Waiting"), 1);
 }
 
 TEST_F(StatusBadgeTest, AnnouncesNothingWhileHidden) {
     badge.hide();
-    heard.clear();
+    announcements.clear();
     changeTo(Kind::completed);
-    EXPECT_THAT(heard, testing::Not(testing::Contains("notification Done")));
+    EXPECT_THAT(heard(), testing::Not(testing::Contains("notification Done")));
     EXPECT_EQ(test::accessibleName(badge), "Done");
 }
 

@@ -1,24 +1,19 @@
 #include "Views/StreamingController.h"
 
-#include "Services/AuthService.h"
-#include "Services/SessionService.h"
-#include "Services/WebSocketService.h"
-#include "Support/LogCapture.h"
-#include "Support/StreamingFixture.h"
+#include "Views/StreamingControllerFixture.h"
 
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tandrel {
 namespace {
 
 using namespace std::chrono_literals;
-using test::LogCapture;
 using test::StreamingFixture;
 using testing::Contains;
 using testing::ElementsAre;
@@ -28,7 +23,6 @@ using testing::SizeIs;
 using Kind = SessionState::Kind;
 
 const SocketError gone{57, "Socket is not connected"};
-const TandrelSessionResponse found{"s1", "stream-token", "i1"};
 constexpr const char* permissionText =
     "Microphone permission denied. Grant access in System Settings → Privacy & Security → "
     "Microphone.";
@@ -41,71 +35,7 @@ const std::string startedLine = "[Streaming] Audio capture started";
 const std::string deniedLine = "[Streaming] Microphone permission denied";
 const std::string conditionsMet = "[AutoStart] Conditions met — starting streaming";
 
-class StreamingControllerTest : public testing::Test {
-protected:
-    [[nodiscard]] Kind kind() const { return session.state.value().kind(); }
-    [[nodiscard]] std::optional<std::string> error() const { return session.error.value(); }
-    [[nodiscard]] bool capturing() const { return outside.audioService.isCapturing.value(); }
-    [[nodiscard]] double duration() const { return controller->streamingDuration.value(); }
-    /// The controller's own log lines.
-    [[nodiscard]] std::vector<std::string> lines() const {
-        auto all = log.lines();
-        std::erase_if(all, [](const std::string& line) {
-            return !line.starts_with("[Streaming]") && !line.starts_with("[AutoStart]") &&
-                   !line.starts_with("[PopoverView]");
-        });
-        return all;
-    }
-    void findSession() { session.state.set(SessionState::sessionFound(found)); }
-
-    // The start sequence, step by step.
-    void start() {
-        findSession();
-        controller->startStreaming(found);
-        outside.turn();
-    }
-    void startAndOpen() {
-        start();
-        outside.connection().answerPing();
-        outside.clock().advance(100ms);
-    }
-    void startWhole() {
-        startAndOpen();
-        ASSERT_EQ(outside.permission.answer(true), 1);
-        ASSERT_TRUE(capturing());
-    }
-    void expectStopped() const {
-        EXPECT_FALSE(capturing());
-        EXPECT_EQ(ws->state.value(), ConnectionState::disconnected());
-        EXPECT_EQ(duration(), 0.0);
-    }
-    /// Gives every chance to whatever might still be pending.
-    void waitLong() {
-        for (int step = 0; step < 20; ++step) {
-            outside.clock().advance(1s);
-            outside.mainQueue.drain();
-            outside.permission.answer(true);
-        }
-    }
-    [[nodiscard]] int engineStarts() const {
-        int count = 0;
-        for (const std::string& call : outside.audioInput.calls()) {
-            count += call.ends_with(".start") ? 1 : 0;
-        }
-        return count;
-    }
-
-    StreamingFixture outside;
-    LogCapture log;
-    AuthService auth{outside.backend.apiClient, outside.backend.keychain,
-                     outside.backend.userDefaults};
-    SessionService session{outside.backend.apiClient, outside.backend.keychain,
-                           outside.backend.clock};
-    std::shared_ptr<WebSocketService> ws = std::make_shared<WebSocketService>(
-        outside.backend.apiClient, outside.backend.streamSocket, outside.backend.clock);
-    std::unique_ptr<StreamingController> controller = std::make_unique<StreamingController>(
-        auth, session, outside.audioService, ws, outside.appState, outside.backend.clock);
-};
+using StreamingControllerTest = test::StreamingControllerFixture;
 
 // Start sequence
 

@@ -114,8 +114,14 @@ void HeadlessRun::authenticationAssigned(bool isAuthenticated) {
 void HeadlessRun::panelChanged(StreamingController* panel) {
     if (panel == nullptr) {
         panelSetUp_.reset();
+        notice_.reset();
         return;
     }
+    notice_ = panel->notice.observe([](const std::optional<std::string>& notice) {
+        if (notice) {
+            printLine("Notice: " + *notice);
+        }
+    });
     if (const auto& user = environment_.content.authService().user.value()) {
         printLine("Signed in as " + user->email);
     }
@@ -168,8 +174,9 @@ void HeadlessRun::captureChanged(bool isCapturing) {
     if (!isCapturing) {
         return;
     }
-    hasCaptured_ = true;
-    if (options_.duration) {
+    // A microphone that was lost and has come back goes on with the same stream.
+    const bool isFirst = !std::exchange(hasCaptured_, true);
+    if (options_.duration && isFirst) {
         durationLimit_ = environment_.clock.after(*options_.duration, [this] { stopStream(); });
     }
 }
@@ -215,6 +222,7 @@ void HeadlessRun::finish(ExitCode code) {
     }
     ConsoleInput::setEcho(true);
     subscriptions_.clear();
+    notice_.reset();
     waitLimit_.reset();
     durationLimit_.reset();
     finished_(code);

@@ -67,6 +67,7 @@ private:
     Handle durationLimit_;
     Handle panelSetUp_;
     Handle signedOut_;
+    Subscription notice_;
     bool isAwaitingPassword_ = false;
     bool wasAuthenticated_ = false;
     bool isStreaming_ = false;

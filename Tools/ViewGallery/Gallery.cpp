@@ -1,5 +1,6 @@
 #include "Gallery.h"
 
+#include "Services/CaptureFaultText.h"
 #include "Stage.h"
 #include "StatusIconScene.h"
 #include "Support/Widgets/Palettes.h"
@@ -86,6 +87,26 @@ std::vector<Scene> panelScenes() {
               }),
         panel("streaming", [](Stage& stage) { stage.stream(0.5F, 754); }),
         panel("streaming-loud", [](Stage& stage) { stage.stream(1.0F, 5999); }),
+        panel("notice-microphone",
+              [](Stage& stage) {
+                  stage.stream(0.0F, 754);
+                  stage.setNotice(waitingText(CaptureFault::Kind::deviceLost));
+              }),
+        panel("notice-server",
+              [](Stage& stage) {
+                  stage.stream(0.0F, 754);
+                  stage.setNotice(waitingText(CaptureFault::Kind::serverLost));
+              }),
+        panel("notice-no-sound",
+              [](Stage& stage) {
+                  stage.stream(0.0F, 754);
+                  stage.setNotice(waitingText(CaptureFault::Kind::stalled));
+              }),
+        panel("notice-connection",
+              [](Stage& stage) {
+                  stage.stream(0.5F, 754);
+                  stage.loseConnection();
+              }),
         panel("completed", [](Stage& stage) { stage.setState(SessionState::completed()); }),
         panel("error",
               [](Stage& stage) {

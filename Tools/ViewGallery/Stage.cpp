@@ -107,6 +107,14 @@ void Stage::setError(const std::string& error) {
     controller_.sessionService().error.set(error);
 }
 
+void Stage::setNotice(const std::string& notice) {
+    controller_.panel.value()->notice.set(notice);
+}
+
+void Stage::loseConnection() {
+    controller_.wsService().isReconnecting.set(true);
+}
+
 void Stage::press(const QString& name) {
     button(window_, name)->click();
 }

@@ -36,6 +36,9 @@ public:
     /// Streaming, at this level and duration.
     void stream(float level, double seconds);
     void setError(const std::string& error);
+    void setNotice(const std::string& notice);
+    /// Reconnecting.
+    void loseConnection();
 
     /// Presses the button of this name.
     void press(const QString& name);

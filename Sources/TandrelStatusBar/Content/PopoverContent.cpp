@@ -20,6 +20,10 @@ PopoverContent::PopoverContent(const Request& request)
         content.sessionService().state.onChange([this](const SessionState&) { tellStatus(); }));
     subscriptions_.push_back(
         content.audioService().isCapturing.onChange([this](bool) { tellStatus(); }));
+    subscriptions_.push_back(
+        content.audioService().captureFault.observe([this](const auto&) { tellStatus(); }));
+    subscriptions_.push_back(
+        content.panel.observe([this](StreamingController* panel) { watchPanel(panel); }));
 }
 
 PopoverContent::~PopoverContent() = default;
@@ -49,19 +53,29 @@ void PopoverContent::keyringAppeared() {
     services_.keyringAppeared();
 }
 
+void PopoverContent::watchPanel(StreamingController* panel) {
+    notice_ = panel == nullptr ? Subscription()
+                               : panel->notice.observe([this](const auto&) { tellStatus(); });
+    tellStatus();
+}
+
 void PopoverContent::tellStatus() {
     if (!onStatus_) {
         return;
     }
     MenuBarContentController& content = services_.content();
     const SessionState& state = content.sessionService().state.value();
-    const bool isMicrophoneOpen = content.audioService().isCapturing.value();
-    onStatus_({statusText(content.authService().isAuthenticated.value(), state, isMicrophoneOpen),
-               isMicrophoneOpen});
+    const StreamingController* const panel = content.panel.value();
+    const auto notice = panel != nullptr ? panel->notice.value() : std::nullopt;
+    const bool isMicrophoneOpen = content.audioService().isMicrophoneOpen();
+    onStatus_(
+        {statusText(content.authService().isAuthenticated.value(), state, notice, isMicrophoneOpen),
+         isMicrophoneOpen});
 }
 
 void PopoverContent::shutDown() {
     subscriptions_.clear();
+    notice_.reset();
     services_.shutDown();
 }
 

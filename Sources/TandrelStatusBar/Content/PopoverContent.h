@@ -13,6 +13,7 @@
 namespace tandrel {
 
 class PopoverCard;
+class StreamingController;
 
 /// The services, and the views that show them. Main thread.
 class PopoverContent : public AppContent {
@@ -28,6 +29,7 @@ public:
     void shutDown() override;
 
 private:
+    void watchPanel(StreamingController* panel);
     void tellStatus();
 
     AppServices services_;
@@ -35,6 +37,8 @@ private:
     QPointer<PopoverCard> card_;
     std::function<void(const Status&)> onStatus_;
     std::vector<Subscription> subscriptions_;
+    /// Of the panel that there is now.
+    Subscription notice_;
 };
 
 } // namespace tandrel

@@ -24,10 +24,14 @@ const char* badgeOf(SessionState::Kind kind) {
 
 } // namespace
 
-std::string statusText(bool isAuthenticated, const SessionState& state, bool isMicrophoneOpen) {
+std::string statusText(bool isAuthenticated, const SessionState& state,
+                       const std::optional<std::string>& notice, bool isMicrophoneOpen) {
     std::string text = "Quorvane Tandrel";
     if (isAuthenticated) {
         text.append(" — ").append(badgeOf(state.kind()));
+    }
+    if (notice) {
+        text.append(" — ").append(*notice);
     }
     if (isMicrophoneOpen) {
         text += " — microphone on";

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Foundation/Handle.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -58,6 +60,9 @@ struct CaptureFault {
     };
     Kind kind = Kind::deviceLost;
     std::string description;
+
+    /// Whether the engine's capture is over. A stall alone may pass by itself.
+    [[nodiscard]] bool isFinal() const { return kind != Kind::stalled; }
 };
 
 /// Captures from one device, once: made, bound, tapped, started, stopped, dropped. Main thread,
@@ -67,8 +72,10 @@ public:
     /// Called on the engine's tap thread, one buffer at a time, never after `stop()` returned,
     /// which waits for a call under way. May be held up for seconds now and then: no sound is lost.
     using Tap = std::function<void(const AudioBuffer&)>;
-    /// Called on the main thread, at most once per start, never after `stop()` returned.
-    using FaultHandler = std::function<void(const CaptureFault&)>;
+    /// Told what is wrong with the capture, or nothing once sound flows again after a stall. A
+    /// stall may come again, or turn into a loss, which is the last that is told. Called on the
+    /// main thread, never after `stop()` returned.
+    using FaultHandler = std::function<void(const std::optional<CaptureFault>&)>;
 
     AudioEngine() = default;
     AudioEngine(const AudioEngine&) = delete;
@@ -103,6 +110,10 @@ public:
     /// All devices in the platform's order; missing when the query itself failed. Waits for the
     /// sound server at most 0.5 s.
     [[nodiscard]] virtual std::optional<std::vector<InputDeviceFacts>> devices() = 0;
+    /// Calls `found` once, later, as soon as there is an input device of that unique identifier; at
+    /// once if there is one now. Never holds up the main thread, whatever the sound system does.
+    [[nodiscard]] virtual Handle awaitDevice(const std::string& uid,
+                                             std::function<void()> found) = 0;
     [[nodiscard]] virtual std::unique_ptr<AudioEngine> makeEngine() = 0;
 };
 

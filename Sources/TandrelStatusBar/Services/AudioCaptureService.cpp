@@ -87,6 +87,15 @@ void AudioCaptureService::refreshDevices() {
     }
 }
 
+bool AudioCaptureService::isMicrophoneOpen() const {
+    const auto& fault = captureFault.value();
+    return isCapturing.value() && !(fault && fault->isFinal());
+}
+
+Handle AudioCaptureService::awaitDevice(const AudioDevice& device, std::function<void()> found) {
+    return audioInput_.awaitDevice(device.uid, std::move(found));
+}
+
 Handle
 AudioCaptureService::requestMicrophonePermission(std::function<void(bool granted)> completion) {
     return tandrel::requestMicrophonePermission(permission_, std::move(completion));
@@ -144,23 +153,28 @@ void AudioCaptureService::stopCapture() {
 
 AudioEngine::FaultHandler
 AudioCaptureService::makeFaultHandler(const std::shared_ptr<AudioEngine>& engine) {
-    auto publish =
-        lifetime_.guard([this, reporter = std::weak_ptr(engine)](const CaptureFault& fault) {
-            // A report of an engine that has been replaced meanwhile is void.
-            if (audioEngine_ && audioEngine_ == reporter.lock()) {
-                publishFault(fault);
-            }
-        });
+    auto publish = lifetime_.guard([this, reporter = std::weak_ptr(engine)](const auto& fault) {
+        // A report of an engine that has been replaced meanwhile is void.
+        if (audioEngine_ && audioEngine_ == reporter.lock()) {
+            publishFault(fault);
+        }
+    });
     // Posted, not published at once: an observer may well stop the capture, and so destroy the
     // engine that is calling.
-    return [&mainQueue = mainQueue_, publish](const CaptureFault& fault) {
+    return [&mainQueue = mainQueue_, publish](const std::optional<CaptureFault>& fault) {
         mainQueue.post([publish, fault]() mutable { publish(fault); });
     };
 }
 
-void AudioCaptureService::publishFault(const CaptureFault& fault) {
-    DebugLog::write(std::string("[capture] fault=") + kindName(fault.kind) +
-                    ", description=" + fault.description);
+void AudioCaptureService::publishFault(const std::optional<CaptureFault>& fault) {
+    if (fault) {
+        DebugLog::write(std::string("[capture] fault=") + kindName(fault->kind) +
+                        ", description=" + fault->description);
+        // The level of the last buffer would stand there as if it were heard.
+        audioLevel.set(0.0F);
+    } else {
+        DebugLog::write("[capture] sound flows again");
+    }
     captureFault.set(fault);
 }
 

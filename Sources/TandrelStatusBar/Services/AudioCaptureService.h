@@ -38,13 +38,19 @@ public:
     /// Level of the latest buffer, 0...1.
     Published<float> audioLevel{0.0F};
     Published<bool> isCapturing{false};
-    /// What befell the running capture; absent while all is well, cleared by start and stop.
+    /// What befell the running capture; absent while all is well, and again once a stall has
+    /// passed; cleared by start and stop.
     Published<std::optional<CaptureFault>> captureFault;
 
     /// Replaces the handler; a running capture uses it from the next buffer on.
     void setOnAudioBuffer(AudioBufferHandler handler);
 
+    /// Whether a recording is open: false too while its device or the sound server is lost.
+    [[nodiscard]] bool isMicrophoneOpen() const;
+
     void refreshDevices();
+    /// Calls `found` once, later, as soon as the device is there.
+    [[nodiscard]] Handle awaitDevice(const AudioDevice& device, std::function<void()> found);
     [[nodiscard]] Handle requestMicrophonePermission(std::function<void(bool granted)> completion);
     /// Starts or restarts capture. Throws `AudioCaptureError`, or the engine's own
     /// `AudioEngineError` unchanged.
@@ -55,7 +61,7 @@ private:
     void prepareEngine(AudioEngine& engine, const AudioDevice& device);
     [[nodiscard]] AudioEngine::FaultHandler
     makeFaultHandler(const std::shared_ptr<AudioEngine>& engine);
-    void publishFault(const CaptureFault& fault);
+    void publishFault(const std::optional<CaptureFault>& fault);
 
     AudioInput& audioInput_;
     MicrophonePermission& permission_;

@@ -10,9 +10,11 @@
 namespace tandrel {
 
 ErrorFooter::ErrorFooter(QWidget* parent)
-    : QWidget(parent)
+    : LiveRegion(parent)
     , message_(new TextLabel({}, 11, ColorRole::secondary)) {
     message_->setMaximumLines(2);
+    // With a name of its own the label no longer tells of every new text.
+    message_->setAccessibleName(QStringLiteral("Message"));
     auto* row = new QHBoxLayout(this);
     row->addWidget(new SymbolView(Symbol::exclamationmarkTriangleFill, 11, ColorRole::yellow), 0,
                    Qt::AlignVCenter);
@@ -26,6 +28,11 @@ ErrorFooter::ErrorFooter(QWidget* parent)
 
 void ErrorFooter::setMessage(const std::string& message) {
     message_->setText(QString::fromStdString(message));
+    setNews(text());
+}
+
+QString ErrorFooter::text() const {
+    return message_->text();
 }
 
 } // namespace tandrel

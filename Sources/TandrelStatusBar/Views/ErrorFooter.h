@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QWidget>
+#include "Views/LiveRegion.h"
 
 #include <string>
 
@@ -8,13 +8,14 @@ namespace tandrel {
 
 class TextLabel;
 
-/// An error in at most two lines, with the whole text as the tool tip. Main thread.
-class ErrorFooter : public QWidget {
+/// An error or a notice in at most two lines, with the whole text as the tool tip. Main thread.
+class ErrorFooter : public LiveRegion {
     Q_OBJECT
 public:
     explicit ErrorFooter(QWidget* parent = nullptr);
 
     void setMessage(const std::string& message);
+    [[nodiscard]] QString text() const override;
 
 private:
     TextLabel* message_;

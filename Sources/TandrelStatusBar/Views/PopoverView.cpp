@@ -52,7 +52,7 @@ PopoverView::PopoverView(StreamingController& controller, const ViewEnvironment&
     observeServices();
     showUser();
     showState();
-    showError();
+    showFooter();
 }
 
 PopoverView::~PopoverView() = default;
@@ -99,9 +99,10 @@ void PopoverView::observeServices() {
     subscriptions_.push_back(
         controller_->sessionService().state.observe([this](const auto&) { showState(); }));
     subscriptions_.push_back(
-        controller_->sessionService().error.observe([this](const auto&) { showError(); }));
+        controller_->sessionService().error.observe([this](const auto&) { showFooter(); }));
     subscriptions_.push_back(
-        controller_->wsService().state.observe([this](const auto&) { showError(); }));
+        controller_->wsService().state.observe([this](const auto&) { showFooter(); }));
+    subscriptions_.push_back(controller_->notice.observe([this](const auto&) { showFooter(); }));
     subscriptions_.push_back(
         controller_->audioService().selectedDevice.observe([this](const auto&) { showState(); }));
 }
@@ -147,13 +148,16 @@ void PopoverView::showState() {
                       sessionLink().has_value());
 }
 
-void PopoverView::showError() {
-    const std::optional<std::string> error = controller_->currentError();
-    if (error) {
-        footer_->setMessage(*error);
+void PopoverView::showFooter() {
+    std::optional<std::string> message = controller_->currentError();
+    if (!message) {
+        message = controller_->notice.value();
     }
-    footerDivider_->setVisible(error.has_value());
-    footer_->setVisible(error.has_value());
+    if (message) {
+        footer_->setMessage(*message);
+    }
+    footerDivider_->setVisible(message.has_value());
+    footer_->setVisible(message.has_value());
 }
 
 void PopoverView::showDuration() {

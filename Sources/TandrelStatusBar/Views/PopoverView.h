@@ -46,7 +46,7 @@ private:
 
     void showUser();
     void showState();
-    void showError();
+    void showFooter();
     void showDuration();
 
     [[nodiscard]] std::optional<std::string> sessionLink() const;

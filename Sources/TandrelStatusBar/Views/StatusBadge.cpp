@@ -5,14 +5,9 @@
 #include "Views/Controls/SymbolView.h"
 #include "Views/Controls/TextLabel.h"
 #include "Views/InPoints.h"
-#include "Views/StatusBadgeAccessible.h"
 #include "Views/StatusDot.h"
 
-#include <QAccessible>
 #include <QHBoxLayout>
-#include <QMetaObject>
-
-#include <utility>
 
 namespace tandrel {
 
@@ -46,13 +41,12 @@ Appearance appearance(Kind kind) {
 } // namespace
 
 StatusBadge::StatusBadge(QWidget* parent)
-    : QWidget(parent)
+    : LiveRegion(parent)
     , icon_(new SymbolView(Symbol::circle, 11, ColorRole::secondary))
     , spinner_(new Spinner)
     , dot_(new StatusDot(ColorRole::green))
     , text_(new TextLabel({}, 11))
     , duration_(new TextLabel(QStringLiteral("00:00"), 11, ColorRole::secondary)) {
-    makeStatusBadgeAccessible();
     duration_->setMonospacedDigits(true);
     // With names of their own the labels no longer tell of every new text.
     text_->setAccessibleName(QStringLiteral("State"));
@@ -80,11 +74,7 @@ void StatusBadge::setState(Kind kind) {
     text_->setText(shown.text);
     text_->setRole(shown.role);
     duration_->setVisible(kind == Kind::streaming);
-    if (kind != announced_ && !isAnnouncing_) {
-        isAnnouncing_ = true;
-        // In the next turn: what is passed through on the way to another state is no news.
-        QMetaObject::invokeMethod(this, &StatusBadge::announce, Qt::QueuedConnection);
-    }
+    setNews(shown.text);
 }
 
 void StatusBadge::setDuration(const QString& formattedDuration) {
@@ -93,25 +83,6 @@ void StatusBadge::setDuration(const QString& formattedDuration) {
 
 QString StatusBadge::text() const {
     return kind_ == Kind::streaming ? text_->text() + u' ' + duration_->text() : text_->text();
-}
-
-void StatusBadge::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
-    announced_ = kind_; // by Qt, which tells of whatever comes into view
-}
-
-void StatusBadge::announce() {
-    isAnnouncing_ = false;
-    const bool isNews = std::exchange(announced_, kind_) != kind_;
-    if (!isNews || !isVisible()) {
-        return;
-    }
-    QAccessibleEvent nameChanged(this, QAccessible::NameChanged);
-    QAccessible::updateAccessibility(&nameChanged);
-    // A screen reader speaks a notification when it comes into view; a name that changes it speaks
-    // for the focused element only. Events that carry an announcement exist from Qt 6.8 on.
-    QAccessibleEvent shown(this, QAccessible::ObjectShow);
-    QAccessible::updateAccessibility(&shown);
 }
 
 } // namespace tandrel

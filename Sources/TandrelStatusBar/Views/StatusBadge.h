@@ -1,9 +1,7 @@
 #pragma once
 
 #include "Services/SessionState.h"
-
-#include <QString>
-#include <QWidget>
+#include "Views/LiveRegion.h"
 
 class QHBoxLayout;
 
@@ -14,10 +12,9 @@ class StatusDot;
 class SymbolView;
 class TextLabel;
 
-/// Where the session stands, in a word. To assistive technology it is one thing, a notification
-/// whose name is its text; it is announced when the state changes, never for a tick of the
-/// duration. Main thread.
-class StatusBadge : public QWidget {
+/// Where the session stands, in a word. It is announced when the state changes, never for a tick of
+/// the duration. Main thread.
+class StatusBadge : public LiveRegion {
     Q_OBJECT
 public:
     explicit StatusBadge(QWidget* parent = nullptr);
@@ -26,23 +23,16 @@ public:
     /// Shown while streaming.
     void setDuration(const QString& formattedDuration);
 
-    /// What stands there as one text, such as "Streaming 00:12".
-    [[nodiscard]] QString text() const;
-
-protected:
-    void showEvent(QShowEvent* event) override;
+    /// Such as "Streaming 00:12".
+    [[nodiscard]] QString text() const override;
 
 private:
-    void announce();
-
     SymbolView* icon_;
     Spinner* spinner_;
     StatusDot* dot_;
     TextLabel* text_;
     TextLabel* duration_;
     SessionState::Kind kind_ = SessionState::Kind::idle;
-    SessionState::Kind announced_ = SessionState::Kind::idle;
-    bool isAnnouncing_ = false;
 };
 
 } // namespace tandrel

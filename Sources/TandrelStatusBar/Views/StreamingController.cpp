@@ -5,6 +5,8 @@
 #include "Platform/Clock.h"
 #include "Services/AudioCaptureService.h"
 #include "Services/AuthService.h"
+#include "Services/CaptureFaultText.h"
+#include "Services/CaptureRecovery.h"
 #include "Services/SessionService.h"
 #include "Services/WebSocketService.h"
 
@@ -62,6 +64,7 @@ void StreamingController::observeServices() {
     }));
     subscriptions_.push_back(wsService_->state.onChange(
         [this](const ConnectionState& state) { connectionStateChanged(state); }));
+    subscriptions_.push_back(wsService_->isReconnecting.onChange([this](bool) { updateNotice(); }));
     subscriptions_.push_back(appState_.stopRequested.onChange([this](bool requested) {
         if (requested) {
             stopRequested();
@@ -133,6 +136,8 @@ void StreamingController::startStreaming(const TandrelSessionResponse& session) 
     }
     DebugLog::write("[Streaming] Starting — connect WebSocket first, then audio");
     const std::string token = session.token; // `session` may go with the state that holds it
+    stopReason_.reset();
+    updateNotice();
     sessionService_.state.set(SessionState::streaming());
     startDurationTimer();
     audioService_.setOnAudioBuffer([socket = wsService_](std::vector<std::uint8_t> data) {
@@ -175,14 +180,18 @@ void StreamingController::requestPermission() {
 
 void StreamingController::permissionAnswered(bool granted) {
     if (!granted) {
-        fail("[Streaming] Microphone permission denied",
-             "Microphone permission denied. Grant access in System Settings → Privacy & Security "
-             "→ Microphone.");
+        permissionRefused();
         return;
     }
     DebugLog::write("[Streaming] Mic permission granted, starting audio capture");
     const std::unique_ptr<StartSequence> finished = std::move(start_);
     startCapture(finished->device);
+}
+
+void StreamingController::permissionRefused() {
+    fail("[Streaming] Microphone permission denied",
+         "Microphone permission denied. Grant access in System Settings → Privacy & Security "
+         "→ Microphone.");
 }
 
 void StreamingController::startCapture(const AudioDevice& device) {
@@ -194,6 +203,39 @@ void StreamingController::startCapture(const AudioDevice& device) {
         return;
     }
     DebugLog::write("[Streaming] Audio capture started");
+    standByCapture();
+}
+
+void StreamingController::standByCapture() {
+    recovery_ = std::make_unique<CaptureRecovery>(
+        audioService_, clock_,
+        CaptureRecovery::Handlers{
+            [this](const CaptureFault& fault) { microphoneStayedAway(fault); },
+            [this] { permissionRefused(); }});
+    recoveryFault_ = recovery_->fault.observe([this](const auto&) { updateNotice(); });
+}
+
+void StreamingController::microphoneStayedAway(const CaptureFault& fault) {
+    const std::string reason = stoppedText(fault.kind);
+    fail("[Streaming] Microphone did not come back: " + fault.description, reason);
+    // The error goes with the next search for a session, 2 s from now.
+    stopReason_ = reason;
+    updateNotice();
+}
+
+void StreamingController::updateNotice() {
+    std::optional<std::string> now;
+    if (const auto fault = recovery_ ? recovery_->fault.value() : std::nullopt) {
+        // Before the connection, which needs nobody's help.
+        now = waitingText(fault->kind);
+    } else if (wsService_->isReconnecting.value()) {
+        now = "Connection lost. Reconnecting…";
+    } else {
+        now = stopReason_;
+    }
+    if (now != notice.value()) {
+        notice.set(std::move(now));
+    }
 }
 
 void StreamingController::fail(const std::string& logLine, const std::string& error) {
@@ -207,9 +249,12 @@ void StreamingController::stopStreaming() {
     // First: nothing of a start that was stopped may follow, neither a question to the user nor a
     // capture.
     const std::unique_ptr<StartSequence> stopped = std::move(start_);
+    recoveryFault_.reset();
+    const std::unique_ptr<CaptureRecovery> standby = std::move(recovery_);
     stopDurationTimer();
     audioService_.stopCapture();
     wsService_->disconnect();
+    updateNotice();
     endings_.after(clock_, Clock::Duration::zero(), [this] {
         endings_.start([this](OperationSet::Ended ended) {
             return sessionService_.endSession(std::move(ended));

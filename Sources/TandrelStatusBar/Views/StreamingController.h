@@ -18,12 +18,15 @@ namespace tandrel {
 class AppState;
 class AudioCaptureService;
 class AuthService;
+class CaptureRecovery;
 class Clock;
 class SessionService;
 class WebSocketService;
+struct CaptureFault;
 
 /// The logic of the signed-in panel: starts and stops streaming, on the user's word, on a URL
-/// command or on an error, and counts how long it has lasted. Destroying it ends all that it has
+/// command or on an error, has a microphone that was lost come back, says what is waited for, and
+/// counts how long it has lasted. Destroying it ends all that it has
 /// under way: no capture starts and no polling resumes any more. It stops nothing that runs: that
 /// is its owner's. Main thread.
 class StreamingController {
@@ -42,6 +45,9 @@ public:
     Published<double> streamingDuration{0.0};
     /// The duration as minutes and seconds; there is no hours field ("65:00").
     [[nodiscard]] std::string formattedDuration() const;
+    /// For people: what hinders the stream at this moment and may pass by itself; or, until the
+    /// next start, that the last one ended for want of a microphone. Absent while all is well.
+    Published<std::optional<std::string>> notice;
     /// What the panel shows as its error.
     [[nodiscard]] std::optional<std::string> currentError() const;
 
@@ -78,7 +84,11 @@ private:
     void waitForSocket();
     void requestPermission();
     void permissionAnswered(bool granted);
+    void permissionRefused();
     void startCapture(const AudioDevice& device);
+    void standByCapture();
+    void microphoneStayedAway(const CaptureFault& fault);
+    void updateNotice();
     void socketFailed(const ConnectionState& state);
     void fail(const std::string& logLine, const std::string& error);
 
@@ -95,6 +105,11 @@ private:
     Handle streamingTimer_;
     std::vector<Handle> olderTimers_;
     std::unique_ptr<StartSequence> start_;
+    /// Exists from the start of a capture until the stream is stopped.
+    std::unique_ptr<CaptureRecovery> recovery_;
+    Subscription recoveryFault_;
+    /// Why the last stream ended, where nobody may have been looking.
+    std::optional<std::string> stopReason_;
     OperationSet endings_;
     std::vector<Subscription> subscriptions_;
 };

@@ -248,8 +248,9 @@ protected:
     [[nodiscard]] std::unique_ptr<AudioEngine> capture() {
         auto engine = input->makeEngine();
         engine->installTap(1024, [this](const AudioBuffer&) { ++buffers; });
-        engine->setFaultHandler(
-            [this](const CaptureFault& fault) { faults.push_back(fault.description); });
+        engine->setFaultHandler([this](const std::optional<CaptureFault>& fault) {
+            faults.push_back(fault ? fault->description : "sound again");
+        });
         engine->start();
         return engine;
     }
@@ -299,6 +300,20 @@ TEST_F(FailingAudioInputTest, GoesSilentWithAFault) {
     inner.pushSilence(16);
     EXPECT_EQ(buffers, 1);
     EXPECT_THAT(faults, ElementsAre("gone"));
+}
+
+TEST_F(FailingAudioInputTest, FindsDevicesUnlessTheyStayAway) {
+    use({AudioCall::start, {}, {}, "refused", {}, {}, true});
+    int found = 0;
+    const Handle before = input->awaitDevice("b", [&found] { ++found; });
+    EXPECT_EQ(inner.findDevice("b"), 1);
+    EXPECT_THROW(static_cast<void>(capture()), AudioEngineError);
+    const Handle after = input->awaitDevice("b", [&found] { ++found; });
+    EXPECT_EQ(inner.findDevice("b"), 0);
+    use({AudioCall::start});
+    const Handle again = input->awaitDevice("b", [&found] { ++found; });
+    EXPECT_EQ(inner.findDevice("b"), 1);
+    EXPECT_EQ(found, 2);
 }
 
 TEST_F(FailingAudioInputTest, ReportsNothingOnceItIsStopped) {

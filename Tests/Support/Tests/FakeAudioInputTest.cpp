@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace tandrel::test {
@@ -35,25 +36,58 @@ TEST(FakeAudioInput, DeliversOnlyWhileTheEngineRunsWithATap) {
     EXPECT_THAT(lengths, ElementsAre(12U));
 }
 
-TEST(FakeAudioInput, ReportsAFaultOncePerHandlerAndOnlyWhileRunning) {
+TEST(FakeAudioInput, ReportsALossOncePerStartAndOnlyWhileRunning) {
     FakeAudioInput input;
-    const CaptureFault fault{CaptureFault::Kind::stalled, "nothing came"};
+    const CaptureFault fault{CaptureFault::Kind::deviceLost, "gone"};
     int faults = 0;
     auto engine = input.makeEngine();
-    engine->setFaultHandler([&](const CaptureFault& reported) {
-        EXPECT_EQ(reported.description, "nothing came");
+    engine->setFaultHandler([&](const std::optional<CaptureFault>& reported) {
+        EXPECT_EQ(reported.value().description, "gone");
         ++faults;
     });
     EXPECT_FALSE(input.reportFault(fault));
     engine->start();
     EXPECT_TRUE(input.reportFault(fault));
     EXPECT_FALSE(input.reportFault(fault));
+    EXPECT_FALSE(input.reportFault(std::nullopt));
     EXPECT_EQ(faults, 1);
 
-    engine->setFaultHandler([&](const CaptureFault&) { ++faults; });
+    engine->start();
+    EXPECT_TRUE(input.reportFault(fault));
     engine.reset();
     EXPECT_FALSE(input.reportFault(fault));
-    EXPECT_EQ(faults, 1);
+    EXPECT_EQ(faults, 2);
+}
+
+TEST(FakeAudioInput, ReportsStallsAndTheirEndsUntilALoss) {
+    FakeAudioInput input;
+    const CaptureFault stall{CaptureFault::Kind::stalled, "nothing came"};
+    std::vector<bool> told;
+    const auto engine = input.makeEngine();
+    engine->setFaultHandler([&](const auto& fault) { told.push_back(fault.has_value()); });
+    engine->start();
+    EXPECT_TRUE(input.reportFault(stall));
+    EXPECT_TRUE(input.reportFault(std::nullopt));
+    EXPECT_TRUE(input.reportFault(stall));
+    EXPECT_TRUE(input.reportFault(CaptureFault{CaptureFault::Kind::serverLost, "gone"}));
+    EXPECT_FALSE(input.reportFault(std::nullopt));
+    EXPECT_THAT(told, ElementsAre(true, false, true, true));
+}
+
+TEST(FakeAudioInput, FindsAnAwaitedDeviceOnceForWhoStillWaits) {
+    FakeAudioInput input;
+    std::vector<std::string> found;
+    const Handle first = input.awaitDevice("usb", [&] { found.emplace_back("first"); });
+    Handle second = input.awaitDevice("usb", [&] { found.emplace_back("second"); });
+    const Handle other = input.awaitDevice("other", [&] { found.emplace_back("other"); });
+    EXPECT_THAT(input.awaited(), ElementsAre("usb", "usb", "other"));
+    second.reset();
+    EXPECT_EQ(input.findDevice("usb"), 1);
+    EXPECT_EQ(input.findDevice("usb"), 0);
+    EXPECT_THAT(found, ElementsAre("first"));
+    EXPECT_THAT(input.awaited(), ElementsAre("other"));
+    EXPECT_THAT(input.calls(),
+                ElementsAre("awaitDevice(usb)", "awaitDevice(usb)", "awaitDevice(other)"));
 }
 
 TEST(FakeAudioInput, FailsAsScripted) {

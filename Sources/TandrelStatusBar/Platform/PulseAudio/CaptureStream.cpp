@@ -139,16 +139,16 @@ void CaptureStream::onStateChange() {
         isOpen_ = recordsTheRightSource();
     } else if (!PA_STREAM_IS_GOOD(state) && isOpen_) {
         if (PA_CONTEXT_IS_GOOD(pa_context_get_state(connection_->context()))) {
-            report(CaptureFault::Kind::deviceLost, "The microphone was disconnected");
+            lose(CaptureFault::Kind::deviceLost, "The microphone was disconnected");
         } else {
-            report(CaptureFault::Kind::serverLost, "The sound server stopped");
+            lose(CaptureFault::Kind::serverLost, "The sound server stopped");
         }
     }
     connection_->loop().signal();
 }
 
 void CaptureStream::onMoved() {
-    report(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
+    lose(CaptureFault::Kind::deviceLost, "The recording was moved to another device");
 }
 
 /// Real-time: copies, and nothing else that could wait. The consumer has its turn once this has
@@ -184,24 +184,34 @@ LoopObserver::Work CaptureStream::aboutToWait() {
     return std::exchange(isBufferReady_, false) ? bufferReady_ : nullptr;
 }
 
-/// Catches what no event tells, such as a session manager that died.
+/// Catches what no event tells, such as a session manager that died. The stream stays as it is: a
+/// server that was only busy, or a device that wakes up, goes on by itself.
 void CaptureStream::onWatchdog() {
     pa_context_rttime_restart(connection_->context(), watchdog_.get(), nextTick());
-    if (std::exchange(framesAtLastTick_, framesReceived_) != framesReceived_ || !isOpen_) {
+    const bool isSilent = std::exchange(framesAtLastTick_, framesReceived_) == framesReceived_;
+    if (!isOpen_) {
         silentTicks_ = 0;
         return;
     }
-    if (++silentTicks_ >= silentTicksAllowed) {
-        report(CaptureFault::Kind::stalled, pa_stream_is_suspended(stream_.get()) > 0
-                                                ? "The microphone was suspended"
-                                                : "No sound arrives from the microphone");
+    if (!isSilent) {
+        silentTicks_ = 0;
+        if (std::exchange(isStalled_, false)) {
+            events_.fault(std::nullopt);
+        }
+        return;
+    }
+    if (++silentTicks_ >= silentTicksAllowed && !std::exchange(isStalled_, true)) {
+        events_.fault(CaptureFault{CaptureFault::Kind::stalled,
+                                   pa_stream_is_suspended(stream_.get()) > 0
+                                       ? "The microphone was suspended"
+                                       : "No sound arrives from the microphone"});
     }
 }
 
-void CaptureStream::report(CaptureFault::Kind kind, std::string description) {
+void CaptureStream::lose(CaptureFault::Kind kind, std::string description) {
     isOpen_ = false;
-    if (!std::exchange(isReported_, true)) {
-        events_.fault({kind, std::move(description)});
+    if (!std::exchange(isLost_, true)) {
+        events_.fault(CaptureFault{kind, std::move(description)});
     }
 }
 

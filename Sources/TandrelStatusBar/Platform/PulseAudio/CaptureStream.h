@@ -28,9 +28,9 @@ struct CaptureEvents {
     /// A whole buffer waits in the ring. Told without the loop's lock; a call under way may outlast
     /// the stream. While it lasts, sound piles up at the server.
     std::function<void()> bufferReady;
-    /// The capture is over; told at most once, and nothing reaches the ring any more. Neither this
-    /// nor the next may wait.
-    std::function<void(CaptureFault)> fault;
+    /// A stall, or its end (nothing), or a loss: after that the capture is over, nothing more is
+    /// told of it and nothing reaches the ring. Neither this nor the next may wait.
+    std::function<void(std::optional<CaptureFault>)> fault;
     /// The user has muted this recording in the mixer; the server remembers that for each program.
     std::function<void()> muted;
 };
@@ -62,7 +62,7 @@ private:
     void onMoved();
     [[nodiscard]] Work aboutToWait() override;
     void onWatchdog();
-    void report(CaptureFault::Kind kind, std::string description);
+    void lose(CaptureFault::Kind kind, std::string description);
 
     [[nodiscard]] bool recordsTheRightSource() const;
 
@@ -79,7 +79,8 @@ private:
     /// Whether samples are let through: from the moment the stream is known to record the right
     /// source, until it no longer does.
     bool isOpen_ = false;
-    bool isReported_ = false;
+    bool isLost_ = false;
+    bool isStalled_ = false;
     bool isBufferReady_ = false;
     std::uint64_t framesReceived_ = 0;
     std::uint64_t framesAtLastTick_ = 0;

@@ -127,9 +127,12 @@ private:
         pulse::CaptureEvents events;
         events.bufferReady = [] {};
         events.muted = [news] { news->isMuted = true; };
-        events.fault = [news](const CaptureFault& fault) {
+        events.fault = [news](const std::optional<CaptureFault>& fault) {
+            if (!fault) {
+                return; // sound after all: too late for a survey, which has concluded
+            }
             const std::lock_guard lock(news->mutex);
-            news->fault = fault.description;
+            news->fault = fault->description;
             news->isOver = true;
         };
         return events;

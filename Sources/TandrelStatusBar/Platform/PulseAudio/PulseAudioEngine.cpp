@@ -133,7 +133,8 @@ pulse::CaptureSettings PulseAudioEngine::captureSettings() const {
 pulse::CaptureEvents PulseAudioEngine::captureEvents() {
     pulse::CaptureEvents events;
     events.bufferReady = [feed = tapFeed_] { feed->deliver(); };
-    events.fault = [&queue = mainQueue_, weak = std::weak_ptr(faultRelay_)](CaptureFault fault) {
+    events.fault = [&queue = mainQueue_,
+                    weak = std::weak_ptr(faultRelay_)](std::optional<CaptureFault> fault) {
         queue.post([weak, fault = std::move(fault)] {
             if (const auto relay = weak.lock(); relay && relay->handler) {
                 // A copy: the handler may replace itself.

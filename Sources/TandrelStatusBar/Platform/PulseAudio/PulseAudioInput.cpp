@@ -1,9 +1,12 @@
 #include "Platform/PulseAudio/PulseAudioInput.h"
 
+#include "Platform/PulseAudio/DeviceLook.h"
 #include "Platform/PulseAudio/PulseAudioEngine.h"
 #include "Platform/PulseAudio/PulseServer.h"
+#include "Platform/RepeatedLook.h"
 
 #include <chrono>
+#include <utility>
 
 namespace tandrel {
 
@@ -11,6 +14,8 @@ namespace {
 
 // Long enough for a busy server, short enough for the interface, which waits for it.
 constexpr std::chrono::milliseconds longestQuery{500};
+// Asking costs the server a fraction of a millisecond.
+constexpr std::chrono::milliseconds betweenLooks{300};
 
 InputDeviceFacts toFacts(const pulse::Source& source) {
     InputDeviceFacts facts;
@@ -47,6 +52,13 @@ std::optional<std::vector<InputDeviceFacts>> PulseAudioInput::devices() {
         }
     }
     return devices;
+}
+
+Handle PulseAudioInput::awaitDevice(const std::string& uid, std::function<void()> found) {
+    return std::make_unique<RepeatedLook>(
+        mainQueue_, betweenLooks,
+        [look = std::make_shared<pulse::DeviceLook>(uid)] { return look->isThere(); },
+        std::move(found));
 }
 
 std::unique_ptr<AudioEngine> PulseAudioInput::makeEngine() {

@@ -2,7 +2,11 @@
 
 #include "Platform/AudioInput.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace tandrel {
 
@@ -21,6 +25,8 @@ public:
     ~PulseAudioInput() override;
 
     [[nodiscard]] std::optional<std::vector<InputDeviceFacts>> devices() override;
+    /// Looks every 0.3 s, on a thread that lasts as long as the handle.
+    [[nodiscard]] Handle awaitDevice(const std::string& uid, std::function<void()> found) override;
     [[nodiscard]] std::unique_ptr<AudioEngine> makeEngine() override;
 
 private:

@@ -32,8 +32,8 @@ struct Source {
     pa_channel_map channelMap{};
 };
 
-/// One connection to the sound server, with the library's loop thread. Main thread; no call waits
-/// beyond its deadline.
+/// One connection to the sound server, with the library's loop thread. Any one thread; no call
+/// waits beyond its deadline.
 class Connection {
 public:
     /// Connects to the user's server as the library finds it; never starts one.

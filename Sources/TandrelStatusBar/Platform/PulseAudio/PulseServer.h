@@ -7,7 +7,7 @@
 namespace tandrel::pulse {
 
 /// The user's sound server: keeps one connection open, since the next refresh or capture then
-/// costs a fraction of a millisecond, and replaces it when it has gone bad. Main thread.
+/// costs a fraction of a millisecond, and replaces it when it has gone bad. Any one thread.
 class Server {
 public:
     /// The connection, opened anew if there is no good one.

@@ -1,6 +1,6 @@
-#include "Views/StatusBadgeAccessible.h"
+#include "Views/LiveRegionAccessible.h"
 
-#include "Views/StatusBadge.h"
+#include "Views/LiveRegion.h"
 
 #include <QAccessible>
 #include <QAccessibleWidget>
@@ -10,15 +10,15 @@ namespace tandrel {
 
 namespace {
 
-class StatusBadgeAccessible : public QAccessibleWidget {
+class LiveRegionAccessible : public QAccessibleWidget {
 public:
-    explicit StatusBadgeAccessible(StatusBadge& badge)
-        : QAccessibleWidget(&badge, QAccessible::Notification) {}
+    explicit LiveRegionAccessible(LiveRegion& region)
+        : QAccessibleWidget(&region, QAccessible::Notification) {}
 
     [[nodiscard]] QString text(QAccessible::Text kind) const override {
-        const auto* badge = qobject_cast<StatusBadge*>(object());
-        if (kind == QAccessible::Name && badge != nullptr) {
-            return badge->text();
+        const auto* region = qobject_cast<LiveRegion*>(object());
+        if (kind == QAccessible::Name && region != nullptr) {
+            return region->text();
         }
         return QAccessibleWidget::text(kind);
     }
@@ -33,13 +33,13 @@ public:
 };
 
 QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object) {
-    auto* badge = qobject_cast<StatusBadge*>(object);
-    return badge != nullptr ? new StatusBadgeAccessible(*badge) : nullptr;
+    auto* region = qobject_cast<LiveRegion*>(object);
+    return region != nullptr ? new LiveRegionAccessible(*region) : nullptr;
 }
 
 } // namespace
 
-void makeStatusBadgeAccessible() {
+void makeLiveRegionsAccessible() {
     static const bool once = [] {
         QAccessible::installFactory(makeInterface);
         return true;
