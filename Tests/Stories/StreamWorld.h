@@ -23,6 +23,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tandrel::test {
@@ -78,9 +79,9 @@ private:
     void answerForTheOutside();
     void checkAlways();
     void checkTexts();
-    void check(bool holds, const std::string& what);
+    void check(bool holds, std::string_view what);
     [[nodiscard]] std::size_t openConnections() const;
-    [[nodiscard]] std::size_t enginesAlive() const;
+    [[nodiscard]] std::size_t enginesAlive();
 
     ManualClock clock_;
     ManualMainQueue mainQueue_;
@@ -100,6 +101,8 @@ public:
 private:
     const bool connectionsFail_;
     std::set<const FakeConnection*> lost_;
+    std::size_t callsSeen_ = 0;
+    std::size_t enginesAlive_ = 0;
     std::unique_ptr<KeychainService> keychain_;
     std::unique_ptr<APIClient> apiClient_;
     AppState appState_;
