@@ -55,6 +55,7 @@ std::string StreamStory::tell() {
     world_.pass(moment);
     chapter(signIn() && world_.isSignInKept(), "keep the sign-in");
     chapter(stream(), "stream");
+    chapter(recover() || stream(), "get the microphone back");
     chapter(reconnect() || stream(), "reconnect");
     chapter(endByServer(), "end by the server");
     chapter(stream(), "stream again");
@@ -138,6 +139,18 @@ bool StreamStory::stream() {
         // What comes late comes to somebody who has stopped.
         world_.pass(afterFailure);
     }
+    return false;
+}
+
+bool StreamStory::recover() {
+    if (world_.sessionKind() != Kind::streaming) {
+        return false;
+    }
+    world_.unplug();
+    if (isStreamed()) {
+        return true;
+    }
+    stop();
     return false;
 }
 

@@ -7,9 +7,9 @@
 namespace tandrel::test {
 
 /// A day with the program: it finds the last sign-in, its user signs out and in, starts a session,
-/// streams, loses the connection, has the session ended by the server, streams the next one, stops,
-/// and signs out of one more while it streams. Its user is patient, and tries again what has
-/// failed.
+/// streams, loses the microphone and then the connection, has the session ended by the server,
+/// streams the next one, stops, and signs out of one more while it streams. Its user is patient,
+/// and tries again what has failed.
 class StreamStory {
 public:
     explicit StreamStory(StreamWorld& world)
@@ -23,6 +23,7 @@ private:
     void signOut();
     bool findSession();
     bool stream();
+    bool recover();
     bool reconnect();
     bool endByServer();
     bool stop();

@@ -158,6 +158,8 @@ std::vector<Outage> audioOutages() {
         audio("ServerGone", {Call::capture, {}, {}, "gone", Fault::serverLost, 700ms}),
         audio("UnpluggedForGood", {Call::capture, {}, {}, "gone", Fault::deviceLost, 700ms, true}),
         audio("Stalled", {Call::capture, {}, {}, "silent", Fault::stalled, 1250ms}),
+        audio("StalledAWhile",
+              {Call::capture, {}, {}, "silent", Fault::stalled, 1250ms, false, 5s}),
     };
 }
 

@@ -65,6 +65,7 @@ void StreamWorld::endProgram() {
     clock_.runPending();
     check(server_.pendingCount() == 0, "a request is left after the end");
     check(openConnections() == 0, "a connection is left after the end");
+    check(soundSystem_.awaited().empty(), "a device is awaited after the end");
     for (const auto& connection : sockets_.connections()) {
         const bool isLost = connectionsFail_ || lost_.contains(connection.get());
         check(isLost || !connection->isDropped(), "a connection was not closed");
@@ -125,6 +126,10 @@ void StreamWorld::loseConnection(int closeCode) {
     connection.lose({0, "The connection was lost."});
 }
 
+void StreamWorld::unplug() {
+    soundSystem_.reportFault(CaptureFault{CaptureFault::Kind::deviceLost, "unplugged"});
+}
+
 bool StreamWorld::isSignInKept() const {
     const auto account = KeychainService::account(KeychainService::Key::accessToken);
     return vault.item(KeychainService::service, account).has_value() &&
@@ -172,10 +177,15 @@ void StreamWorld::checkAlways() {
     check(isStreaming || !soundSystem_.isRunning(), "the microphone is open without a stream");
     check(isStreaming || !audio_->isCapturing.value(), "it says that it records without a stream");
     check(isStreaming || openConnections() == 0, "a connection is open without a stream");
+    check(isStreaming || soundSystem_.awaited().empty(), "a device is awaited without a stream");
     check(openConnections() <= 1, "more than one connection is open");
     check(enginesAlive() == (audio_->isCapturing.value() ? 1U : 0U),
           "there is an audio engine just while it records");
     if (StreamingController* const shown = panel()) {
+        // Why it is over stands until the next one.
+        const std::string notice = shown->notice.value().value_or("");
+        check(isStreaming || notice.empty() || notice.ends_with("Streaming stopped."),
+              "a notice of a stream that is over");
         check(isStreaming || shown->streamingDuration.value() == 0.0,
               "the duration runs without a stream");
     }

@@ -51,6 +51,8 @@ public:
 
     /// The connection breaks, or the server closes it.
     void loseConnection(int closeCode = 0);
+    /// The microphone is unplugged, and soon in again.
+    void unplug();
     /// Whether the next start would find the sign-in.
     [[nodiscard]] bool isSignInKept() const;
     /// Messages that the server has received.

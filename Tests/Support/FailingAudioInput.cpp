@@ -45,21 +45,32 @@ public:
         if (fails(Failure::Call::capture)) {
             fault_ = clock_.after(failure_.faultAfter, [this] {
                 *isSilent_ = true;
-                // A copy: whoever hears of it may drop this engine.
-                const FaultHandler handler = faultHandler_;
-                handler(CaptureFault{failure_.fault, failure_.description});
+                if (failure_.healsAfter) {
+                    healing_ = clock_.after(*failure_.healsAfter, [this] {
+                        *isSilent_ = false;
+                        tell(std::nullopt);
+                    });
+                }
+                tell(CaptureFault{failure_.fault, failure_.description});
             });
         }
     }
 
     void stop() override {
         fault_.reset();
+        healing_.reset();
         inner_->stop();
     }
 
 private:
     [[nodiscard]] bool fails(Failure::Call call) const {
         return failure_.call == call && nth_.fails();
+    }
+
+    void tell(const std::optional<CaptureFault>& fault) {
+        // A copy: whoever hears of it may drop this engine.
+        const FaultHandler handler = faultHandler_;
+        handler(fault);
     }
 
     std::unique_ptr<AudioEngine> inner_;
@@ -69,6 +80,7 @@ private:
     FaultHandler faultHandler_;
     std::shared_ptr<bool> isSilent_ = std::make_shared<bool>(false);
     Handle fault_;
+    Handle healing_;
 };
 
 std::optional<std::vector<InputDeviceFacts>> FailingAudioInput::devices() {

@@ -37,6 +37,8 @@ public:
         Clock::Duration faultAfter = Clock::Duration::zero();
         /// Whether no device that is awaited after the failure is ever found.
         bool staysAway = false;
+        /// How much later sound flows again.
+        std::optional<Clock::Duration> healsAfter = {};
     };
 
     /// Without a failure all is passed on. `inner`, `clock` and `nth` must outlive this and its

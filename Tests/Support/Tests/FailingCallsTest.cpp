@@ -316,6 +316,18 @@ TEST_F(FailingAudioInputTest, FindsDevicesUnlessTheyStayAway) {
     EXPECT_EQ(found, 2);
 }
 
+TEST_F(FailingAudioInputTest, HasSoundAgainOnceAStallHasPassed) {
+    use({AudioCall::capture, {}, {}, "silent", CaptureFault::Kind::stalled, 1s, false, 2s});
+    const auto engine = capture();
+    clock.advance(2s);
+    inner.pushSilence(16);
+    EXPECT_THAT(faults, ElementsAre("silent"));
+    clock.advance(1s);
+    inner.pushSilence(16);
+    EXPECT_EQ(buffers, 1);
+    EXPECT_THAT(faults, ElementsAre("silent", "sound again"));
+}
+
 TEST_F(FailingAudioInputTest, ReportsNothingOnceItIsStopped) {
     use({AudioCall::capture, {}, {}, "gone", CaptureFault::Kind::deviceLost, 2s});
     const auto engine = capture();
