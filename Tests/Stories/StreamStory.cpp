@@ -29,7 +29,7 @@ constexpr Clock::Duration moment = 700ms;
 
 } // namespace
 
-std::string StreamStory::tell() {
+std::vector<std::string> StreamStory::tell() {
     world_.storeSignIn();
     world_.startProgram();
     bool isRestored = false;
@@ -43,19 +43,23 @@ std::string StreamStory::tell() {
     world_.pass(afterSignOut);
     world_.checkNothingIsLeft();
 
-    std::string missed = isRestored ? "" : "restore, ";
+    std::vector<std::string> missed;
     const auto chapter = [&missed](bool went, const char* name) {
         if (!went) {
-            missed += std::string(name) + ", ";
+            missed.emplace_back(name);
         }
+        return went;
     };
+    chapter(isRestored, "restore");
     chapter(signIn(), "sign in");
     world_.credentials.comeBack();
     world_.program().credentialStoreAppeared();
     world_.pass(moment);
     chapter(signIn() && world_.isSignInKept(), "keep the sign-in");
     chapter(stream(), "stream");
-    chapter(recover() || stream(), "get the microphone back");
+    if (!chapter(recover(), "get the microphone back")) {
+        chapter(stream(), "stream after that");
+    }
     chapter(reconnect() || stream(), "reconnect");
     chapter(endByServer(), "end by the server");
     chapter(stream(), "stream again");

@@ -3,6 +3,7 @@
 #include "StreamWorld.h"
 
 #include <string>
+#include <vector>
 
 namespace tandrel::test {
 
@@ -15,8 +16,8 @@ public:
     explicit StreamStory(StreamWorld& world)
         : world_(world) {}
 
-    /// How far the story came; the whole of it when it is empty.
-    [[nodiscard]] std::string tell();
+    /// The chapters that did not come to their end.
+    [[nodiscard]] std::vector<std::string> tell();
 
 private:
     bool signIn();
