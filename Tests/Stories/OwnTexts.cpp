@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <regex>
+#include <string_view>
 
 namespace tandrel::test {
 
@@ -35,8 +36,11 @@ bool isOwnText(const std::string& text) {
     if (std::ranges::find(fixedTexts, text) != fixedTexts.end()) {
         return true;
     }
-    if (text == std::string("Network error: ") + transportFailure ||
-        text == std::string("Failed to start audio: ") + engineFailure) {
+    const auto isAbout = [&text](std::string_view start, std::string_view cause) {
+        return text.starts_with(start) && text.substr(start.size()) == cause;
+    };
+    if (isAbout("Network error: ", transportFailure) ||
+        isAbout("Failed to start audio: ", engineFailure)) {
         return true;
     }
     // What is wrong with an answer is told without quoting it.

@@ -2,19 +2,30 @@
 
 #include "Support/FakeHttpTransport.h"
 
+#include <initializer_list>
+#include <string_view>
+
 namespace tandrel::test {
 
 namespace {
 
+// Appended piece by piece: g++ 12 takes moved sums of strings for overflows.
+std::string joined(std::initializer_list<std::string_view> pieces) {
+    std::string text;
+    for (const std::string_view piece : pieces) {
+        text += piece;
+    }
+    return text;
+}
+
 std::string profile() {
-    return std::string(R"({"id":"u1","email":")") + StreamBackend::email +
-           R"(","account_id":"a1"})";
+    return joined({R"({"id":"u1","email":")", StreamBackend::email, R"(","account_id":"a1"})"});
 }
 
 } // namespace
 
 std::string StreamBackend::issueAccessToken() {
-    std::string token = "access-SECRET-" + std::to_string(accessTokens_.size());
+    std::string token = joined({"access-SECRET-", std::to_string(accessTokens_.size())});
     accessTokens_.insert(token);
     return token;
 }
@@ -40,16 +51,16 @@ HttpResponse StreamBackend::answer(const HttpRequest& request) {
         return {404, {}};
     }
     const std::string number = std::to_string(sessionNumber_);
-    return {200, R"({"session_id":"s)" + number + R"(","token":")" + streamTokenStart +
-                     "oken-SECRET-" + number + R"(","interview_id":"i1"})"};
+    return {200, joined({R"({"session_id":"s)", number, R"(","token":")", streamTokenStart,
+                         "oken-SECRET-", number, R"(","interview_id":"i1"})"})};
 }
 
 HttpResponse StreamBackend::signIn(const HttpRequest& request) {
     if (!request.body || request.body->find(password) == std::string::npos) {
         return {401, {}};
     }
-    return {200, R"({"access_token":")" + issueAccessToken() +
-                     R"(","refresh_token":"refresh-SECRET","user":)" + profile() + "}"};
+    return {200, joined({R"({"access_token":")", issueAccessToken(),
+                         R"(","refresh_token":"refresh-SECRET","user":)", profile(), "}"})};
 }
 
 bool StreamBackend::isAuthorized(const HttpRequest& request) const {
