@@ -75,6 +75,7 @@ void StreamEndpoint::takeUpgraded() {
         } else if (session->phase == SessionPhase::Completed) {
             refuse(std::move(webSocket), notPending);
         } else {
+            // cppcheck-suppress leakReturnValNotUsed ; not the system's open()
             open(*session, std::move(webSocket), upgrade);
         }
     }

@@ -35,7 +35,11 @@ QList<QHostAddress> AddressRace::interleaved(const QList<QHostAddress>& addresse
     QList<QHostAddress> same;
     QList<QHostAddress> other;
     for (const QHostAddress& address : addresses) {
-        (address.protocol() == firstFamily ? same : other).append(address);
+        if (address.protocol() == firstFamily) {
+            same.append(address);
+        } else {
+            other.append(address);
+        }
     }
     QList<QHostAddress> mixed;
     for (qsizetype index = 0; index < std::max(same.size(), other.size()); ++index) {
