@@ -55,8 +55,9 @@ void checkComposed(Input input) {
     const std::string tail(input.rest());
     for (const bool hasUser : {false, true}) {
         for (const bool hasPort : {false, true}) {
-            const std::string url = scheme + "://" + (hasUser ? user + ":p@" : "") + host +
-                                    (hasPort ? ":" + port : "") + "/" + tail;
+            std::string url = scheme;
+            url.append("://").append(hasUser ? user + ":p@" : "").append(host);
+            url.append(hasPort ? ":" + port : "").append("/").append(tail);
             const UrlCommand command = UrlCommand::parse(url);
             FUZZ_EXPECT(command.scheme == scheme && command.host == host);
         }
