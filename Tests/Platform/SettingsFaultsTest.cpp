@@ -167,6 +167,17 @@ TEST_F(SettingsFaults, AWriterThatIsKilledLeavesAFileThatIsWholeAndNoLockThatHol
     }
 }
 
+TEST_F(SettingsFaults, ALockWhoseOwnerDiedBeforeItSignedItHoldsNobodyUp) {
+    fs::create_directories(file().parent_path());
+    std::ofstream(file().string() + ".lock").flush();
+    SettingsUserDefaults settings(file());
+    settings.setData("profile", "x");
+    // By its age alone it would hold for half a minute.
+    EXPECT_TRUE(settings.flush(15s));
+    EXPECT_EQ(inNextRun("profile"), "x");
+    EXPECT_THAT(filesInFolder(), ElementsAre("Tandrel.conf"));
+}
+
 TEST_F(SettingsFaults, RefusalsLeaveNothingOpen) {
     const auto before = ProcessFootprint::ofThisProcess();
     {

@@ -14,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <thread>
 #include <utility>
 
 namespace tandrel {
@@ -88,6 +89,7 @@ private:
         if (info.exists() && !info.isFile()) {
             return false;
         }
+        removeUnsignedLock();
         QSettings settings(fileName(), QSettings::IniFormat);
         if (!info.exists()) {
             // Deleted meanwhile: all that is known goes back.
@@ -107,6 +109,22 @@ private:
         QFile::setPermissions(fileName(), QFile::ReadOwner | QFile::WriteOwner);
         // A format error tells of lines that could not be read; all the same it was written.
         return settings.status() != QSettings::AccessError;
+    }
+
+    /// Qt writes into its lock who owns it, right after making it. A process that is killed between
+    /// the two leaves one that nobody can tell the owner of, and Qt waits half a minute for it.
+    void removeUnsignedLock() const {
+        constexpr int looks = 20;
+        constexpr std::chrono::milliseconds betweenLooks(50);
+        const QString lock = fileName() + QStringLiteral(".lock");
+        for (int look = 0; look < looks; ++look) {
+            const QFileInfo info(lock);
+            if (!info.isFile() || info.size() > 0) {
+                return;
+            }
+            std::this_thread::sleep_for(betweenLooks);
+        }
+        QFile::remove(lock);
     }
 
     const std::string path_;
