@@ -377,6 +377,36 @@ TEST_F(HttpFaults, ANameThatIsNotFoundIsSaidSoAndLookedForAgain) {
     EXPECT_EQ(world.session.state.value().kind(), SessionState::Kind::sessionFound);
 }
 
+TEST_F(HttpFaults, FaultUponFaultTakesNoMemory) {
+    ScriptedHttpServer server;
+    World world(server.url(""), {5s, {}});
+    world.storeSignIn();
+    const std::vector<Fault> all = faults();
+    std::size_t before = 0;
+    constexpr int warmUp = 5;
+    constexpr int rounds = 40;
+    for (int round = 0; round < rounds; ++round) {
+        if (round == warmUp) {
+            before = ProcessFootprint::ofThisProcess().anonymousBytes;
+        }
+        for (const Fault& fault : all) {
+            // Those that wait for the idle limit, or send megabytes, are as good once.
+            if (!fault.name.starts_with("Hangs") && !fault.text.ends_with("too large.")) {
+                server.onRequest(fault.script);
+                world.login();
+            }
+        }
+    }
+    const std::size_t after = ProcessFootprint::ofThisProcess().anonymousBytes;
+    RecordProperty(
+        "growth in kB",
+        std::to_string((static_cast<double>(after) - static_cast<double>(before)) / 1000));
+#ifndef TANDREL_SANITIZED
+    // Sanitizers keep what is freed.
+    EXPECT_LT(after, before + 2'000'000);
+#endif
+}
+
 TEST_F(HttpFaults, A401DuringASignInIsAWrongPassword) {
     ScriptedHttpServer server;
     World world(server.url(""));

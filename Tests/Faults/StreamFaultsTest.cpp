@@ -512,6 +512,42 @@ TEST_F(StreamFaults, MessagesAndPingsOfTheServersChangeNothing) {
     EXPECT_EQ(backend.connectionCount(), 1U);
 }
 
+TEST_F(StreamFaults, LossUponLossTakesNoMemory) {
+    constexpr std::size_t warmUp = 40;
+    constexpr std::size_t losses = 240;
+    const StreamBackend backend(std::vector<StreamBackend::Script>(losses, [](Peer& peer) {
+        if (peer.openWithPong()) {
+            peer.write(serverFrame(opcode::text, std::string(5000, 'x')));
+            peer.finish();
+        }
+    }));
+    StreamWorld world(backend);
+    testing::internal::CaptureStdout();
+    world.service.connect("token");
+    std::size_t before = 0;
+    for (std::size_t loss = 1; loss <= losses; ++loss) {
+        // A pong in between: the wait is the first one each time.
+        ASSERT_TRUE(world.runUntil([&] {
+            return !world.backend.clock.requestedDelays().empty() &&
+                   world.backend.clock.requestedDelays().size() == loss;
+        }));
+        world.backend.clock.advance(16s);
+        if (loss == warmUp) {
+            before = ProcessFootprint::ofThisProcess().anonymousBytes;
+        }
+    }
+    EXPECT_TRUE(world.awaitState(ConnectionState::connected()));
+    testing::internal::GetCapturedStdout();
+    const std::size_t after = ProcessFootprint::ofThisProcess().anonymousBytes;
+    RecordProperty(
+        "growth in kB",
+        std::to_string((static_cast<double>(after) - static_cast<double>(before)) / 1000));
+#ifndef TANDREL_SANITIZED
+    // Sanitizers keep what is freed.
+    EXPECT_LT(after, before + 2'000'000);
+#endif
+}
+
 /// How far a connection has come when something else is asked for.
 enum class Stage { dialling, upgrading, awaitingPong, connected, backingOff };
 

@@ -108,10 +108,24 @@ void ScriptedServer::acceptConnections() {
         }
         const int one = 1;
         ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        tidyUp();
         Served& served = served_.emplace_back();
         served.peer = std::make_shared<Peer>(descriptor, tls_);
-        served.thread = std::thread([this, peer = served.peer] { serve(*peer); });
+        served.thread = std::thread([this, &served] {
+            serve(*served.peer);
+            served.isOver = true;
+        });
     }
+}
+
+void ScriptedServer::tidyUp() {
+    served_.remove_if([](Served& served) {
+        const bool isOver = served.isOver;
+        if (isOver) {
+            served.thread.join();
+        }
+        return isOver;
+    });
 }
 
 void ScriptedServer::serve(Peer& peer) {

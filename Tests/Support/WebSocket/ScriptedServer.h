@@ -3,6 +3,7 @@
 #include "Support/TestCertificates.h"
 #include "Support/WebSocket/Peer.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -44,12 +45,16 @@ public:
 private:
     struct Served {
         std::shared_ptr<Peer> peer;
+        std::atomic<bool> isOver{false};
         std::thread thread;
     };
 
     void listenOnLoopback();
     void acceptConnections();
     void serve(Peer& peer);
+    /// Joins the threads whose scripts have ended, so that connection upon connection takes no more
+    /// than those that are open.
+    void tidyUp();
 
     Script script_;
     Options options_;
