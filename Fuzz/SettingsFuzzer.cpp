@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -44,8 +45,11 @@ void checkReaders(SettingsUserDefaults& settings) {
     if (const auto last = preferences.lastCheck()) {
         const auto seconds = last->time_since_epoch() / 1s;
         FUZZ_EXPECT(seconds >= 0 && seconds <= 9'000'000'000);
-        FUZZ_EXPECT(settings.data("updates.lastCheck")->find_first_not_of("0123456789") ==
-                    std::string::npos);
+        // "-0" is one more way to write it.
+        const std::string text = *settings.data("updates.lastCheck");
+        char* end = nullptr;
+        FUZZ_EXPECT(std::strtoll(text.c_str(), &end, 10) == seconds);
+        FUZZ_EXPECT(end == text.c_str() + text.size());
     }
     if (const auto profile = settings.data("cached_user_data")) {
         (void)decodeStoredProfile(*profile);
