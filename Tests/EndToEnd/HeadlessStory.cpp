@@ -115,7 +115,7 @@ std::optional<int> HeadlessStory::endBySignal(int number) {
 }
 
 void HeadlessStory::expectWholeRun() {
-    startStreaming();
+    ASSERT_NO_FATAL_FAILURE(startStreaming());
     tool_->process().write("stop\n");
     EXPECT_EQ(tool_->waitForExit(), success);
     EXPECT_TRUE(ended("client 1000")) << backend_->lastEnd(session_);

@@ -99,7 +99,7 @@ TEST_F(HeadlessSurroundings, InTheCLocaleItsTextsAreTheSame) {
 
 TEST_F(HeadlessSurroundings, SixtyFourDescriptorsAreEnough) {
     launcher = {"prlimit", "--nofile=64:64"};
-    startStreaming();
+    ASSERT_NO_FATAL_FAILURE(startStreaming());
     const auto streaming = ProcessFootprint::of(tool().process().pid());
     RecordProperty("descriptors", static_cast<int>(streaming.descriptors.size()));
     EXPECT_LT(streaming.descriptors.size(), 48U) << "hardly any room is left";
@@ -118,7 +118,7 @@ TEST_F(HeadlessSurroundings, WithoutASessionBusTheSignInLastsForTheRun) {
 }
 
 TEST_F(HeadlessSurroundings, A401WhileItStreamsEndsTheStreamAndTheSignIn) {
-    signInOnce();
+    ASSERT_NO_FATAL_FAILURE(signInOnce());
     // The stored sign-in is looked at while the search has long found a session.
     backend().send("PUT", "/dev/faults/me", R"({"status": 401, "delay_ms": 3000})");
     startSession();
@@ -138,10 +138,10 @@ TEST_F(HeadlessSurroundings, A401WhileItStreamsEndsTheStreamAndTheSignIn) {
 TEST_F(HeadlessSurroundings, OnAFullDiskItStreamsAllTheSame) {
     const SmallDisk& disk = moveToSmallDisk();
     // Folders and the log are there, and not a byte of room.
-    signInOnce();
+    ASSERT_NO_FATAL_FAILURE(signInOnce());
     std::ofstream(logFile(), std::ios::trunc) << std::string(4096 - 1, '-') << '\n';
     disk.fill();
-    startStreaming();
+    ASSERT_NO_FATAL_FAILURE(startStreaming());
     EXPECT_EQ(std::filesystem::file_size(logFile()), 4096U);
     disk.clear();
     const auto sizeBefore = std::filesystem::file_size(logFile());
@@ -169,7 +169,7 @@ TEST_F(HeadlessSurroundings, OnADiskThatIsFullFromTheStartTheSignInLastsForTheRu
 
 TEST_F(HeadlessSurroundings, OnAReadOnlyDiskItStreamsAllTheSame) {
     const SmallDisk& disk = moveToSmallDisk();
-    signInOnce();
+    ASSERT_NO_FATAL_FAILURE(signInOnce());
     disk.setReadOnly(true);
     expectWholeRun();
     // Signing out cannot remove the profile, but the token goes, and nobody is signed in.
@@ -183,7 +183,7 @@ TEST_F(HeadlessSurroundings, OnAReadOnlyDiskItStreamsAllTheSame) {
 }
 
 TEST_F(HeadlessSurroundings, WhatIsDeletedWhileItRunsDoesNotStopIt) {
-    startStreaming();
+    ASSERT_NO_FATAL_FAILURE(startStreaming());
     std::filesystem::remove_all(home / ".config");
     std::filesystem::remove_all(home / ".local");
     ASSERT_TRUE(awaitAudio(20));
@@ -194,7 +194,7 @@ TEST_F(HeadlessSurroundings, WhatIsDeletedWhileItRunsDoesNotStopIt) {
 }
 
 TEST_F(HeadlessSurroundings, TwoInOneHomeSpoilNothingOfEachOther) {
-    signInOnce();
+    ASSERT_NO_FATAL_FAILURE(signInOnce());
     startSession();
     HeadlessProcess other({{"--backend", backend().url()}, environment, home, {}});
     start();

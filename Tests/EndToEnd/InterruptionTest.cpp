@@ -114,13 +114,13 @@ protected:
             ASSERT_TRUE(tool().waitFor("Signed in as"));
             break;
         case Moment::hangingKeyring:
-            signInOnce();
+            ASSERT_NO_FATAL_FAILURE(signInOnce());
             keyring().freeze();
             start();
             ASSERT_TRUE(waitUntil([this] { return isConnectedToTheBus(); }));
             break;
         case Moment::validating:
-            signInOnce();
+            ASSERT_NO_FATAL_FAILURE(signInOnce());
             bringToSilent("me", false);
             break;
         case Moment::polling:
@@ -137,10 +137,10 @@ protected:
             ASSERT_TRUE(waitUntil([this] { return backend().connectionCount(session()) == 1; }));
             break;
         case Moment::streaming:
-            startStreaming();
+            ASSERT_NO_FATAL_FAILURE(startStreaming());
             break;
         case Moment::streamingToAServerThatStoppedReading:
-            startStreaming();
+            ASSERT_NO_FATAL_FAILURE(startStreaming());
             backend().send("POST", "/dev/sessions/" + session() + "/stream",
                            R"({"action": "pause"})");
             break;
