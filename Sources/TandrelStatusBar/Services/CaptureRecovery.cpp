@@ -30,7 +30,7 @@ void CaptureRecovery::faultChanged(const std::optional<CaptureFault>& now) {
         recovered();
         return;
     }
-    const CaptureFault current = *now;
+    const CaptureFault& current = *now;
     // What a stall turns into is still the same fault to who waits for sound.
     if (!limit_) {
         limit_ = clock_.after(limit, [this] {
