@@ -1,4 +1,5 @@
 #include "Platform/DiskPackageStore.h"
+#include "Platform/LogFolder.h"
 #include "Services/UpdatePage.h"
 #include "Services/UpdateSchedule.h"
 #include "Services/UpdateService.h"
@@ -134,7 +135,7 @@ public:
     SimulatedInstaller handedOver{clock_};
 
 private:
-    static std::string folder() { return testing::TempDir() + "update-story"; }
+    static std::string folder() { return homeDirectory() + "/update-story"; }
 
     static AppcastItem newVersion() {
         AppcastItem item;
