@@ -43,6 +43,7 @@ TEST(APIError, IsEqualByCaseAndPayload) {
     EXPECT_NE(APIError::httpError(404), APIError::httpError(405));
     EXPECT_NE(APIError::httpError(404), APIError::httpError(404, "x"));
     EXPECT_NE(APIError::invalidURL(), APIError::unauthorized());
+    EXPECT_EQ(APIError::unauthorized(), APIError::unauthorized());
     EXPECT_TRUE(APIError::unauthorized().isUnauthorized());
     EXPECT_FALSE(APIError::httpError(401).isUnauthorized());
 }
