@@ -1,7 +1,7 @@
 #include "Platform/PulseAudio/PulseAudioInput.h"
 #include "Platform/RealTimeProbe.h"
+#include "Support/BothSoundServers.h"
 #include "Support/ManualMainQueue.h"
-#include "Support/PrivateSoundServer.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 
 #include <gmock/gmock.h>
@@ -154,14 +154,8 @@ TEST_P(CaptureCallbackTest, AllocatesNothingLocksNothingAndMakesNoSystemCall) {
     EXPECT_EQ(after.systemCalls, before.systemCalls);
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, CaptureCallbackTest,
-                         testing::Values(PrivateSoundServer::Kind::pulseAudio,
-                                         PrivateSoundServer::Kind::pipeWire),
-                         [](const auto& kind) {
-                             return kind.param == PrivateSoundServer::Kind::pulseAudio
-                                        ? "PulseAudio"
-                                        : "PipeWire";
-                         });
+INSTANTIATE_TEST_SUITE_P(Servers, CaptureCallbackTest, test::bothSoundServers,
+                         test::soundServerTestName);
 
 } // namespace
 } // namespace tandrel

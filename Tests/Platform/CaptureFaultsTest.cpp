@@ -1,10 +1,10 @@
 #include "Platform/PulseAudio/PulseAudioInput.h"
 #include "Services/AudioCaptureService.h"
 #include "SlowLog.h"
+#include "Support/BothSoundServers.h"
 #include "Support/FakeMicrophonePermission.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualMainQueue.h"
-#include "Support/PrivateSoundServer.h"
 #include "Support/ProcessFootprint.h"
 #include "Support/SignalAnalysis.h"
 #include "Support/VirtualMicrophoneFeeder.h"
@@ -118,13 +118,6 @@ double loudness(const std::vector<double>& sound, double frequency) {
     return std::abs(test::component(middle, frequency, streamRate));
 }
 
-std::string serverName(PrivateSoundServer::Kind kind) {
-    return kind == PrivateSoundServer::Kind::pulseAudio ? "PulseAudio" : "PipeWire";
-}
-
-const auto bothServers =
-    testing::Values(PrivateSoundServer::Kind::pulseAudio, PrivateSoundServer::Kind::pipeWire);
-
 using Format = std::tuple<PrivateSoundServer::Kind, std::uint32_t>;
 
 class CaptureFormats : public testing::TestWithParam<Format> {};
@@ -175,11 +168,7 @@ protected:
     test::ManualMainQueue queue;
 };
 
-std::string kindName(const testing::TestParamInfo<PrivateSoundServer::Kind>& info) {
-    return serverName(info.param);
-}
-
-INSTANTIATE_TEST_SUITE_P(Servers, CaptureFaults, bothServers, kindName);
+INSTANTIATE_TEST_SUITE_P(Servers, CaptureFaults, test::bothSoundServers, test::soundServerTestName);
 
 TEST_P(CaptureFaults, OfTwoDevicesWithOneNameTheChosenOneIsHeard) {
     const auto first = server.addMicrophone("first", "Headset", 48000, 1);
@@ -243,7 +232,8 @@ protected:
     test::ManualMainQueue queue;
 };
 
-INSTANTIATE_TEST_SUITE_P(Servers, CaptureFaultsAtItsOwnRate, bothServers, kindName);
+INSTANTIATE_TEST_SUITE_P(Servers, CaptureFaultsAtItsOwnRate, test::bothSoundServers,
+                         test::soundServerTestName);
 
 TEST_P(CaptureFaultsAtItsOwnRate, ADiskThatStallsUnderTheLogCostsNoSound) {
     const auto microphone = server.addMicrophone("desk", "Desk", 16000, 1);

@@ -1,7 +1,7 @@
 #include "Platform/PulseAudio/InputSurvey.h"
 
+#include "Support/BothSoundServers.h"
 #include "Support/LogCapture.h"
-#include "Support/PrivateSoundServer.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 #include "Support/WaitUntil.h"
 
@@ -120,14 +120,8 @@ TEST_P(InputSurveyTest, WritesNothingToTheDebugLog) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(OnBothServers, InputSurveyTest,
-                         testing::Values(PrivateSoundServer::Kind::pulseAudio,
-                                         PrivateSoundServer::Kind::pipeWire),
-                         [](const auto& kind) {
-                             return kind.param == PrivateSoundServer::Kind::pulseAudio
-                                        ? "PulseAudio"
-                                        : "PipeWire";
-                         });
+INSTANTIATE_TEST_SUITE_P(OnBothServers, InputSurveyTest, test::bothSoundServers,
+                         test::soundServerTestName);
 
 TEST(InputSurvey, WithoutAServerThereIsAReason) {
     ::setenv("PULSE_SERVER", "unix:/nonexistent", 1);

@@ -1,11 +1,11 @@
 #include "Platform/PulseAudio/PulseAudioInput.h"
 #include "Services/AudioCaptureService.h"
 #include "Services/CaptureRecovery.h"
+#include "Support/BothSoundServers.h"
 #include "Support/FakeMicrophonePermission.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualClock.h"
 #include "Support/ManualMainQueue.h"
-#include "Support/PrivateSoundServer.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 
 #include <gmock/gmock.h>
@@ -239,14 +239,8 @@ TEST_P(PulseAudioRecoveryTest, AServerThatStaysAwayIsGivenUp) {
     EXPECT_TRUE(hasGivenUp);
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, PulseAudioRecoveryTest,
-                         testing::Values(PrivateSoundServer::Kind::pulseAudio,
-                                         PrivateSoundServer::Kind::pipeWire),
-                         [](const auto& kind) {
-                             return kind.param == PrivateSoundServer::Kind::pulseAudio
-                                        ? "PulseAudio"
-                                        : "PipeWire";
-                         });
+INSTANTIATE_TEST_SUITE_P(Servers, PulseAudioRecoveryTest, test::bothSoundServers,
+                         test::soundServerTestName);
 
 } // namespace
 } // namespace tandrel

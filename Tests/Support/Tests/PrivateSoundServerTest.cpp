@@ -1,5 +1,6 @@
 #include "Support/PrivateSoundServer.h"
 
+#include "Support/BothSoundServers.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 
 #include <gmock/gmock.h>
@@ -161,14 +162,7 @@ TEST_P(PrivateSoundServerTest, MicrophoneHearsWhatIsPlayedIntoIt) {
     EXPECT_TRUE(waitFor([&] { return heard().find(expected) != std::string::npos; }));
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, PrivateSoundServerTest,
-                         testing::Values(PrivateSoundServer::Kind::pulseAudio,
-                                         PrivateSoundServer::Kind::pipeWire),
-                         [](const auto& kind) {
-                             return kind.param == PrivateSoundServer::Kind::pulseAudio
-                                        ? "PulseAudio"
-                                        : "PipeWire";
-                         });
+INSTANTIATE_TEST_SUITE_P(Servers, PrivateSoundServerTest, bothSoundServers, soundServerTestName);
 
 } // namespace
 } // namespace tandrel::test
