@@ -50,6 +50,7 @@ TEST(PCMConverterDeathTest, ACapacityThatIsNoCountStopsTheProcess) {
     EXPECT_DEATH((void)streamFrameCapacity(1024, nan), "not a 32-bit frame count");
     EXPECT_DEATH((void)streamFrameCapacity(3, -48000), "not a 32-bit frame count");
     EXPECT_DEATH((void)streamFrameCapacity(4294967295U, 15999), "not a 32-bit frame count");
+    EXPECT_DEATH((void)streamFrameCapacity(2147483648U, 8000), "not a 32-bit frame count");
 }
 
 // Samples

@@ -122,7 +122,10 @@ TEST(UpdatePage, OffersAnotherAttemptWhereOneMayHelp) {
     const UpdatePage download = failurePage(Failure::unreachable, true, "It is down.");
     EXPECT_EQ(download.headline, "Version 1.2 could not be installed");
     EXPECT_EQ(download.primary->action, UpdateAction::install);
-    EXPECT_EQ(buttons(failurePage(Failure::diskFull, true)).front(), "Try Again");
+    for (const Failure failure : {Failure::refusedByServer, Failure::wrongLength, Failure::diskFull,
+                                  Failure::notStored, Failure::noInstaller}) {
+        EXPECT_EQ(buttons(failurePage(failure, true)).front(), "Try Again");
+    }
     EXPECT_THAT(buttons(failurePage(Failure::malformedFeed, false)), ElementsAre("OK"));
     EXPECT_THAT(failurePage(Failure::noInstaller, true, "/cache/p.deb").detail,
                 HasSubstr("/cache/p.deb"));
