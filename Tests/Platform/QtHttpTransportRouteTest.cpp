@@ -19,7 +19,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::authenticatedGet;
-using test::BlackHole;
 using test::EnvironmentVariable;
 using test::get;
 using test::NamedHost;
@@ -27,6 +26,7 @@ using test::ProxyServer;
 using test::runUntil;
 using test::ScriptedHttpServer;
 using test::TestCertificates;
+using test::withBlackHole;
 using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
@@ -236,13 +236,14 @@ TEST_F(QtHttpTransportRoute, AServerOfEitherFamilyAloneIsReached) {
 TEST_F(QtHttpTransportRoute, AnAddressThatSwallowsConnectionsYieldsToTheOtherFamily) {
     for (const bool isV4Dead : {false, true}) {
         const std::string dead = isV4Dead ? "127.0.0.1" : "::1";
-        ScriptedHttpServer alive{
-            QHostAddress(isV4Dead ? QHostAddress::LocalHostIPv6 : QHostAddress::LocalHost)};
-        alive.answerWith(answer("alive"));
-        const BlackHole hole(dead, alive.serverPort());
+        const QHostAddress living(isV4Dead ? QHostAddress::LocalHostIPv6 : QHostAddress::LocalHost);
+        const auto [alive, hole] = withBlackHole(
+            dead, [&] { return std::make_unique<ScriptedHttpServer>(living); },
+            [](const ScriptedHttpServer& made) { return made.serverPort(); });
+        alive->answerWith(answer("alive"));
         const NamedHost host({dead, isV4Dead ? "::1" : "127.0.0.1"});
         QtHttpTransport impatient({2s, {}});
-        Call call(impatient, get(alive.url("/", host.name())));
+        Call call(impatient, get(alive->url("/", host.name())));
         EXPECT_EQ(call.body(), "alive") << dead;
     }
 }

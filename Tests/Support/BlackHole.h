@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tandrel::test {
 
@@ -64,5 +66,23 @@ private:
     int listener_;
     std::array<int, 4> fillers_{};
 };
+
+/// A server and a black hole at the same port of `address`, which is not the server's own. The port
+/// that a server has got may be taken there: then `makeServer`, which returns a unique pointer, is
+/// asked for another one. `portOf` takes the server.
+template <typename MakeServer, typename PortOf>
+auto withBlackHole(const std::string& address, MakeServer makeServer, PortOf portOf) {
+    for (int attempts = 10;; --attempts) {
+        auto server = makeServer();
+        try {
+            auto hole = std::make_unique<BlackHole>(address, portOf(*server));
+            return std::pair(std::move(server), std::move(hole));
+        } catch (const std::runtime_error&) {
+            if (attempts == 1) {
+                throw;
+            }
+        }
+    }
+}
 
 } // namespace tandrel::test

@@ -5,6 +5,7 @@
 #include "Support/WebSocket/ProxyServer.h"
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -215,10 +216,15 @@ TEST_P(StreamSocketRoute, AServerOfEitherFamilyAloneIsReached) {
 TEST_P(StreamSocketRoute, AnAddressThatSwallowsConnectionsYieldsToTheOtherFamily) {
     for (const bool isV4Dead : {false, true}) {
         const std::string dead = isV4Dead ? "127.0.0.1" : "::1";
-        const ScriptedServer alive([](Peer& peer) { peer.openWithPong(); }, farServer(isV4Dead));
-        const BlackHole hole(dead, alive.port());
+        const auto [alive, hole] = withBlackHole(
+            dead,
+            [&] {
+                return std::make_unique<ScriptedServer>([](Peer& peer) { peer.openWithPong(); },
+                                                        farServer(isV4Dead));
+            },
+            [](const ScriptedServer& server) { return server.port(); });
         const NamedHost host({dead, isV4Dead ? "::1" : "127.0.0.1"});
-        StreamClient client = connectToFar(alive.port(), host.name());
+        StreamClient client = connectToFar(alive->port(), host.name());
         EXPECT_TRUE(client.waitForPong()) << dead;
     }
 }
