@@ -40,6 +40,10 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using SteadyClock = std::chrono::steady_clock;
 
+/// In milliseconds. A stop takes 5 at most; a busy machine can hold it up a little. One that waited
+/// for a server that hangs would take seconds.
+constexpr double stopLimit = 100;
+
 double millisecondsSince(SteadyClock::time_point start) {
     return std::chrono::duration<double, std::milli>(SteadyClock::now() - start).count();
 }
@@ -398,7 +402,7 @@ TEST_P(PulseAudioInputTest, ReportsADeadServerAndFindsTheNextOne) {
     ASSERT_THAT(recording.faults, SizeIs(1));
     EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::serverLost);
     EXPECT_FALSE(input.devices());
-    EXPECT_LE(millisecondsOf([&recording] { recording.engine().stop(); }), 5);
+    EXPECT_LE(millisecondsOf([&recording] { recording.engine().stop(); }), stopLimit);
 
     server.restart();
     const auto microphone = server.addMicrophone("desk", "Desk", 48000, 1);
@@ -435,7 +439,7 @@ TEST_P(PulseAudioInputTest, ReportsAFrozenServerOnceAndStopsAtOnce) {
     EXPECT_EQ(recording.faults[0]->kind, CaptureFault::Kind::stalled);
     EXPECT_FALSE(devices);
     EXPECT_LE(listing, 600);
-    EXPECT_LE(stopping, 5);
+    EXPECT_LE(stopping, stopLimit);
 
     server.thaw();
     ASSERT_TRUE(runUntil([this] { return input.devices().has_value(); }));
@@ -526,7 +530,7 @@ TEST_P(PulseAudioInputTest, StopsAtOnceAndDeliversNothingMore) {
         EXPECT_EQ(recording.frames(), after);
     }
     std::printf("stop: at most %.2f ms in 10 rounds\n", longest);
-    EXPECT_LE(longest, 5);
+    EXPECT_LE(longest, stopLimit);
     EXPECT_THAT(recording.faults, IsEmpty());
 }
 
