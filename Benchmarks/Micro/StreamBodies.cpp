@@ -1,0 +1,96 @@
+#include "Micro/Body.h"
+#include "Micro/OneThreadStream.h"
+#include "Micro/Tone.h"
+#include "Platform/SampleRing.h"
+#include "Platform/TapFeed.h"
+#include "Platform/WebSocket/FrameCodec.h"
+#include "Platform/WebSocket/SendQueue.h"
+#include "Services/AudioCaptureService.h"
+#include "Support/FakeAudioInput.h"
+#include "Support/FakeMicrophonePermission.h"
+#include "Support/ManualMainQueue.h"
+
+#include <QCoreApplication>
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <memory>
+#include <utility>
+
+namespace tandrel::bench {
+
+namespace {
+
+/// One granted buffer at 48 kHz, before and after its conversion.
+constexpr std::uint32_t bufferFrames = 1023;
+constexpr std::size_t messageBytes = 682;
+
+/// What a message passes between the tap and the socket, and no more.
+struct FramingPath {
+    ConnectionTable table;
+    NetworkMailbox mailbox{table};
+    SendQueue queue{SocketLimits().waitingBytes};
+    FrameCodec codec{SocketLimits().messageBytes};
+
+    void send() {
+        SendQueue::Message message{Bytes(messageBytes), {}, std::chrono::steady_clock::now()};
+        if (queue.push(message) == SendQueue::Pushed::wakeNeeded) {
+            mailbox.post([this](ConnectionTable&) { frameWaiting(); });
+        }
+        QCoreApplication::sendPostedEvents();
+    }
+
+private:
+    void frameWaiting() {
+        queue.beginRound();
+        while (const auto message = queue.pop()) {
+            codec.queueBinary(message->payload);
+            benchmark::DoNotOptimize(codec.takeOutput());
+        }
+    }
+};
+
+/// From the microphone's ring to the server's system.
+struct WholePath {
+    OneThreadStream stream;
+    test::ManualMainQueue unused;
+    test::FakeAudioInput input;
+    test::FakeMicrophonePermission permission{unused};
+    AudioCaptureService capture{input, permission, stream.mainQueue};
+    std::shared_ptr<SampleRing> ring = std::make_shared<SampleRing>(std::size_t{2} * 48000);
+    std::unique_ptr<TapFeed> feed;
+    std::vector<float> sound = tone(bufferFrames);
+
+    WholePath() {
+        capture.setOnAudioBuffer([this](Bytes data) { stream.sendAudioData(std::move(data)); });
+        capture.startCapture({1, "Microphone", "microphone"});
+        feed = std::make_unique<TapFeed>(ring, bufferFrames, 48000, input.installedTap());
+    }
+
+    void pass() {
+        ring->push(sound.data(), sound.size(), 1);
+        feed->deliver();
+        stream.finishRound();
+    }
+};
+
+} // namespace
+
+std::vector<Body> streamBodies() {
+    return {
+        {"send/framing", "message", 1,
+         [] { return [path = std::make_shared<FramingPath>()] { path->send(); }; }},
+        {"send/loopback", "message", 1,
+         [] {
+             return [stream = std::make_shared<OneThreadStream>()] {
+                 stream->sendAudioData(Bytes(messageBytes));
+                 stream->finishRound();
+             };
+         }},
+        {"stream", "buffer", 1,
+         [] { return [path = std::make_shared<WholePath>()] { path->pass(); }; }},
+    };
+}
+
+} // namespace tandrel::bench
