@@ -84,13 +84,32 @@ std::complex<double> component(std::span<const double> samples, double frequency
 }
 
 double measureFrequency(std::span<const double> samples, double nearly, double rate) {
-    const std::size_t quarter = samples.size() / 4;
-    const std::size_t distance = samples.size() - quarter;
-    const double first = std::arg(component(samples.first(quarter), nearly, rate));
-    const double last = std::arg(component(samples.last(quarter), nearly, rate));
-    const double expected = 2 * pi * nearly / rate * static_cast<double>(distance);
-    const double turned = std::remainder(last - first - expected, 2 * pi);
-    return nearly + turned * rate / (2 * pi * static_cast<double>(distance));
+    const auto window =
+        std::min(samples.size() / 4, static_cast<std::size_t>(std::llround(rate / 10)));
+    // The loudest frequency first: a phase alone is known up to whole turns only, and would take
+    // any tone for one that is nearly right.
+    const double step = rate / static_cast<double>(4 * window);
+    double frequency = nearly;
+    double loudest = 0;
+    for (double candidate = nearly * 0.75; candidate <= nearly * 1.25; candidate += step) {
+        const double loudness = std::abs(component(samples.first(window), candidate, rate));
+        if (loudness > loudest) {
+            loudest = loudness;
+            frequency = candidate;
+        }
+    }
+    // Then by how far its phase turns over a short distance, and so over ever longer ones.
+    const std::size_t longest = samples.size() - window;
+    for (std::size_t distance = window;; distance = std::min(2 * distance, longest)) {
+        const double first = std::arg(component(samples.first(window), frequency, rate));
+        const double last = std::arg(component(samples.subspan(distance, window), frequency, rate));
+        const double expected = 2 * pi * frequency / rate * static_cast<double>(distance);
+        const double turned = std::remainder(last - first - expected, 2 * pi);
+        frequency += turned * rate / (2 * pi * static_cast<double>(distance));
+        if (distance == longest) {
+            return frequency;
+        }
+    }
 }
 
 double distortionAndNoise(std::span<const double> samples, double frequency, double rate) {

@@ -30,7 +30,8 @@ struct Tone {
 [[nodiscard]] std::complex<double> component(std::span<const double> samples, double frequency,
                                              double rate);
 
-/// A tone's frequency in Hz, found from `nearly` by its phase in the first and the last quarter.
+/// The frequency in Hz of the loudest tone within a quarter of `nearly`, as long as it lasts all
+/// the time.
 [[nodiscard]] double measureFrequency(std::span<const double> samples, double nearly, double rate);
 
 /// Power of all but the tone at `frequency` over the tone's power, in dB: THD+N.

@@ -25,6 +25,12 @@ TEST(SignalAnalysis, MeasuresAFrequencyThatIsALittleOff) {
     EXPECT_NEAR(measureFrequency(tones({{1000.4, 0.5}}), 1000, 16000), 1000.4, 0.01);
 }
 
+TEST(SignalAnalysis, MeasuresAFrequencyThatIsFarOff) {
+    // Of 48 kHz, taken for 44.1 kHz.
+    EXPECT_NEAR(measureFrequency(tones({{918.75, 0.5}}), 1000, 16000), 918.75, 0.01);
+    EXPECT_NEAR(measureFrequency(tones({{1088.4, 0.5}, {3000, 0.1}}), 1000, 16000), 1088.4, 0.01);
+}
+
 TEST(SignalAnalysis, MeasuresDistortion) {
     EXPECT_NEAR(distortionAndNoise(tones({{1000, 1}, {2000, 0.001}}), 1000, 16000), -60, 0.01);
 }
