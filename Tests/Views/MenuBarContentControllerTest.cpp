@@ -630,6 +630,17 @@ TEST_F(MenuBarContentControllerTest, ASignInThatEndsAfterTheShutdownStartsNothin
     EXPECT_EQ(panel(), nullptr);
 }
 
+TEST_F(MenuBarContentControllerTest, NoCaptureAfterTheShutdownReachesTheSocket) {
+    signIn();
+    startWhole();
+    content->shutdown();
+    // The capture service outlives the content, and would keep the socket with it.
+    outside.audioService.startCapture(*outside.audioService.selectedDevice.value());
+    EXPECT_TRUE(outside.audioInput.pushSilence(1023));
+    EXPECT_THAT(log.linesStartingWith("[sendAudioData]"), IsEmpty());
+    EXPECT_TRUE(log.linesStartingWith("[startCapture] device=").back().ends_with("=false"));
+}
+
 TEST_F(MenuBarContentControllerTest, NoBufferReachesTheSocketAfterTheEnd) {
     signIn();
     startWhole();
