@@ -188,6 +188,16 @@ protected:
         EXPECT_THAT(world.log.linesStartingWith("[WS] disconnection"), SizeIs(1));
     }
 
+    /// While sound flows the loss is told in this text, and the stream goes on at the retry.
+    static void expectNoticeAndRetry(StreamWorld& world, const StreamBackend& backend,
+                                     const std::string& text) {
+        const Sound sound(world.service);
+        ASSERT_TRUE(world.awaitLosses(1));
+        EXPECT_THAT(world.lastLoss(), StartsWith("[WS] disconnection closeCode=0 error=" + text));
+        world.backend.clock.advance(1s);
+        EXPECT_TRUE(world.runUntil([&] { return backend.messageCount() > 50; }));
+    }
+
 private:
     ProcessFootprint before_ = ProcessFootprint::ofThisProcess();
 };
@@ -370,20 +380,22 @@ TEST_F(StreamFaults, APongThatComesLateConnectsNothing) {
     SocketLimits limits;
     limits.openToPong = 250ms;
     std::atomic<bool> isLate{false};
-    std::atomic<bool> isSent{false};
+    std::atomic<bool> isOver{false};
     const StreamBackend backend({[&](Peer& peer) {
         ASSERT_TRUE(peer.upgrade());
         const auto ping = peer.readFrame();
         isLate.wait(false);
         peer.write(serverFrame(opcode::pong, ping ? ping->payload : ""));
-        isSent = true;
+        isOver = !peer.readFrame();
     }});
     StreamWorld world(backend, limits);
     world.service.connect("token");
     ASSERT_TRUE(world.awaitLosses(1));
     isLate = true;
     isLate.notify_all();
-    ASSERT_TRUE(world.runUntil([&] { return isSent.load(); }));
+    // With the connection over, there is nothing that could still be taken for a pong.
+    EXPECT_TRUE(
+        world.runUntil([&] { return isOver || world.state() != ConnectionState::connecting(); }));
     EXPECT_EQ(world.state(), ConnectionState::connecting());
     expectRetry(world, backend);
 }
@@ -411,48 +423,63 @@ TEST_F(StreamFaults, AServerThatStopsReadingIsLeftAndTheStreamGoesOn) {
     EXPECT_EQ(world.state(), ConnectionState::connected());
 }
 
-TEST_F(StreamFaults, PacketsThatAreLostOnTheWayToTheServerAreNoticed) {
+/// What notices that packets are lost, each with the others out of its way.
+struct Notice {
+    const char* text;
     SocketLimits limits;
-    limits.oldestWaiting = 500ms;
-    limits.unacknowledged = 500ms;
-    std::atomic<bool> isLost{false};
-    const StreamBackend backend({[&](Peer& peer) {
-        if (peer.openWithPong()) {
-            loseWhatComesIn(peer.descriptor());
-            isLost = true;
-            peer.stall();
-        }
-    }});
-    StreamWorld world(backend, limits);
-    world.service.connect("token");
-    ASSERT_TRUE(world.awaitState(ConnectionState::connected()));
-    ASSERT_TRUE(world.runUntil([&] { return isLost.load(); }));
-    const Sound sound(world.service);
-    ASSERT_TRUE(world.awaitLosses(1));
-    EXPECT_THAT(world.lastLoss(), StartsWith("[WS] disconnection closeCode="));
-    world.backend.clock.advance(1s);
-    EXPECT_TRUE(world.runUntil([&] { return backend.messageCount() > 50; }));
+};
+
+std::vector<Notice> noticesOfLostPackets() {
+    SocketLimits never;
+    never.oldestWaiting = 1h;
+    never.unacknowledged = 1h;
+    never.waitingBytes = 1'000'000'000;
+    std::vector<Notice> all{
+        {"The server has stopped taking the stream.", never},
+        {"The connection was lost: ", never}, // the system's words for it follow
+        {"The server does not take the stream fast enough.", never},
+    };
+    all[0].limits.oldestWaiting = 500ms;
+    all[1].limits.unacknowledged = 500ms;
+    all[2].limits.waitingBytes = SocketLimits().waitingBytes;
+    return all;
+}
+
+TEST_F(StreamFaults, PacketsThatAreLostOnTheWayToTheServerAreNoticed) {
+    for (const auto& [text, limits] : noticesOfLostPackets()) {
+        SCOPED_TRACE(text);
+        std::atomic<bool> isLost{false};
+        const StreamBackend backend({[&](Peer& peer) {
+            if (peer.openWithPong()) {
+                loseWhatComesIn(peer.descriptor());
+                isLost = true;
+                peer.stall();
+            }
+        }});
+        StreamWorld world(backend, limits);
+        world.service.connect("token");
+        ASSERT_TRUE(world.awaitState(ConnectionState::connected()));
+        ASSERT_TRUE(world.runUntil([&] { return isLost.load(); }));
+        expectNoticeAndRetry(world, backend, text);
+    }
 }
 
 TEST_F(StreamFaults, PacketsThatAreLostOnTheWayFromTheServerAreNoticed) {
-    SocketLimits limits;
-    limits.oldestWaiting = 500ms;
-    limits.unacknowledged = 500ms;
-    const StreamBackend backend({[](Peer& peer) {
-        if (peer.openWithPong()) {
-            peer.serveUntilEnd();
-        }
-    }});
-    StreamWorld world(backend, limits);
-    world.service.connect("token");
-    ASSERT_TRUE(world.awaitState(ConnectionState::connected()));
-    const int ours = descriptorConnectedTo(backend.server().port());
-    ASSERT_GE(ours, 0);
-    loseWhatComesIn(ours);
-    const Sound sound(world.service);
-    ASSERT_TRUE(world.awaitLosses(1));
-    world.backend.clock.advance(1s);
-    EXPECT_TRUE(world.runUntil([&] { return backend.messageCount() > 50; }));
+    for (const auto& [text, limits] : noticesOfLostPackets()) {
+        SCOPED_TRACE(text);
+        const StreamBackend backend({[](Peer& peer) {
+            if (peer.openWithPong()) {
+                peer.serveUntilEnd();
+            }
+        }});
+        StreamWorld world(backend, limits);
+        world.service.connect("token");
+        ASSERT_TRUE(world.awaitState(ConnectionState::connected()));
+        const int ours = descriptorConnectedTo(backend.server().port());
+        ASSERT_GE(ours, 0);
+        loseWhatComesIn(ours);
+        expectNoticeAndRetry(world, backend, text);
+    }
 }
 
 TEST_F(StreamFaults, WhatIsNoWebSocketIsRetried) {
