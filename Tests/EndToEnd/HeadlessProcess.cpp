@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 namespace tandrel::test {
@@ -18,18 +17,17 @@ std::string textOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-std::uintmax_t sizeOf(const std::filesystem::path& file) {
-    std::error_code missing;
-    const std::uintmax_t size = std::filesystem::file_size(file, missing);
-    return missing ? 0 : size;
-}
-
 std::filesystem::path newHome() {
     static int count = 0;
     const std::filesystem::path home =
         std::filesystem::path(std::getenv("HOME")) / ("headless" + std::to_string(++count));
     std::filesystem::create_directories(home);
     return home;
+}
+
+std::filesystem::path newOutputFile(const std::filesystem::path& home) {
+    static int count = 0;
+    return home.string() + ".output" + std::to_string(++count);
 }
 
 std::filesystem::path usableHome(const std::filesystem::path& wanted) {
@@ -70,12 +68,12 @@ HeadlessProcess::HeadlessProcess(const std::vector<std::string>& arguments,
 
 HeadlessProcess::HeadlessProcess(const Start& start)
     : home_(usableHome(start.home))
-    , earlierOutput_(sizeOf(outputFile()))
-    , process_(command(start), withHome(start.environment, home_), outputFile(),
+    , outputFile_(newOutputFile(home_))
+    , process_(command(start), withHome(start.environment, home_), outputFile_,
                ChildProcess::Input::pipe) {}
 
 std::string HeadlessProcess::output() const {
-    return textOf(outputFile()).substr(earlierOutput_);
+    return textOf(outputFile_);
 }
 
 bool HeadlessProcess::waitFor(const std::string& text, std::chrono::milliseconds limit) {

@@ -4,7 +4,6 @@
 #include "Support/DevBackend.h"
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -46,12 +45,9 @@ public:
     [[nodiscard]] const std::filesystem::path& home() const { return home_; }
 
 private:
-    /// Beside the home, in which a test may leave no room.
-    [[nodiscard]] std::filesystem::path outputFile() const { return home_.string() + ".output"; }
-
     std::filesystem::path home_;
-    /// What earlier starts in the same home have printed.
-    std::uintmax_t earlierOutput_;
+    /// This start's own, beside the home, in which a test may leave no room.
+    std::filesystem::path outputFile_;
     ChildProcess process_;
 };
 

@@ -1,10 +1,13 @@
 #include "EndToEnd/HeadlessStory.h"
 
+#include "Support/ProcessFootprint.h"
 #include "Support/WaitUntil.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
 namespace tandrel::test {
@@ -31,9 +34,22 @@ std::filesystem::path newFolder(const std::string& name) {
     return folder;
 }
 
+/// All but folders, by their paths within `folder`, sorted.
+std::vector<std::string> filesBelow(const std::filesystem::path& folder) {
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_directory()) {
+            files.push_back(entry.path().lexically_relative(folder).string());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 } // namespace
 
 void HeadlessStory::SetUpTestSuite() {
+    adoptOrphans();
     sound_ = std::make_unique<PrivateSoundServer>(PrivateSoundServer::Kind::pulseAudio);
     const auto microphone = sound_->addMicrophone("studio", microphoneName, 48000, 1);
     feeder_ = std::make_unique<VirtualMicrophoneFeeder>(*sound_, microphone, sawtooth());
@@ -52,18 +68,43 @@ void HeadlessStory::SetUp() {
     keyring_ = std::make_unique<PrivateKeyring>(*bus_, folder / "keyring");
     environment = bus_->clientEnvironment();
     environment["PULSE_SERVER"] = sound_->address();
+    runtimeFolder_ = folder / "run";
+    temporaryFolder_ = folder / "tmp";
+    for (const auto& [variable, place] :
+         {std::pair("XDG_RUNTIME_DIR", runtimeFolder_), {"TMPDIR", temporaryFolder_}}) {
+        std::filesystem::create_directory(place);
+        std::filesystem::permissions(place, std::filesystem::perms::owner_all);
+        environment[variable] = place.string();
+    }
     home = newFolder("user");
+    childrenBefore_ = childrenOfThisProcess();
 }
 
 void HeadlessStory::TearDown() {
     if (HasFailure() && tool_) {
         ADD_FAILURE() << tool_->output() << '\n' << tool_->debugLog();
     }
+    if (tool_) {
+        endBySignal(SIGTERM);
+    }
     tool_.reset();
     backend_->send("DELETE", "/dev/faults", "{}");
     if (!session_.empty()) {
         backend_->send("POST", "/dev/sessions/" + session_ + "/end", "{}");
     }
+    expectNothingLeft();
+}
+
+void HeadlessStory::expectNothingLeft() const {
+    EXPECT_TRUE(waitUntil([] { return sound_->recordingIndexes().empty(); })) << "it records";
+    EXPECT_THAT(childrenOfThisProcess(), testing::IsSubsetOf(childrenBefore_));
+    // With what libpulse and GSettings make for all programs of a user.
+    EXPECT_THAT(filesBelow(home),
+                testing::IsSubsetOf({".config/Quorvane/Tandrel.conf", ".config/pulse/cookie",
+                                     ".cache/dconf/user",
+                                     ".local/state/quorvane-tandrel/tandrel-debug.log"}));
+    EXPECT_THAT(filesBelow(runtimeFolder_), testing::IsSubsetOf({"dconf/user"}));
+    EXPECT_THAT(filesBelow(temporaryFolder_), testing::IsEmpty());
 }
 
 HeadlessProcess& HeadlessStory::start(std::vector<std::string> arguments) {
@@ -97,6 +138,14 @@ void HeadlessStory::startStreaming(std::vector<std::string> arguments) {
     startAndSignIn(std::move(arguments));
     ASSERT_TRUE(tool_->waitFor("Microphone: capturing"));
     ASSERT_TRUE(awaitAudio());
+}
+
+bool HeadlessStory::isSignInKept() {
+    std::error_code missing;
+    const auto bytes = std::filesystem::file_size(settingsFolder() / "Tandrel.conf", missing);
+    return !missing && bytes > 0 && std::ranges::all_of(accounts, [this](const char* account) {
+        return keyring_->count(keyringService, account) == 1;
+    });
 }
 
 bool HeadlessStory::awaitAudio(std::int64_t more) {

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -34,6 +35,8 @@ protected:
         interrupted = 6
     };
     static constexpr const char* keyringService = "TandrelStatusBar";
+    static constexpr std::array accounts{"quorvane-access-token", "quorvane-refresh-token",
+                                         "quorvane-user-id"};
 
     static void SetUpTestSuite();
     static void TearDownTestSuite();
@@ -46,6 +49,11 @@ protected:
     [[nodiscard]] HeadlessProcess& tool() { return *tool_; }
     /// The folder of the settings file.
     [[nodiscard]] std::filesystem::path settingsFolder() const { return home / ".config/Quorvane"; }
+
+    /// The folder of the debug log.
+    [[nodiscard]] std::filesystem::path logFolder() const {
+        return home / ".local/state/quorvane-tandrel";
+    }
 
     /// Starts the tool for whoever is signed in; an earlier one of the story is killed first.
     HeadlessProcess& start(std::vector<std::string> arguments = {});
@@ -66,6 +74,8 @@ protected:
     std::optional<int> endBySignal(int number);
     /// Whether the tool works as on its first day: signs in, streams, stops, quits.
     void expectWholeRun();
+    /// Whether the tokens and the profile are where the next start finds them.
+    [[nodiscard]] bool isSignInKept();
 
     /// On top of the story's own, for all starts to come.
     EnvironmentChanges environment;
@@ -73,6 +83,10 @@ protected:
     std::filesystem::path home;
 
 private:
+    /// A process that has ended holds nothing any more; this is what it may have left to the rest
+    /// of the system.
+    void expectNothingLeft() const;
+
     static inline std::unique_ptr<PrivateSoundServer> sound_;
     static inline std::unique_ptr<VirtualMicrophoneFeeder> feeder_;
     static inline std::unique_ptr<DevBackend> backend_;
@@ -80,6 +94,10 @@ private:
     std::unique_ptr<PrivateKeyring> keyring_;
     std::unique_ptr<HeadlessProcess> tool_;
     std::string session_;
+    /// Where programs put sockets and the like, and what they need for a moment.
+    std::filesystem::path runtimeFolder_;
+    std::filesystem::path temporaryFolder_;
+    std::vector<std::string> childrenBefore_;
 };
 
 } // namespace tandrel::test

@@ -30,7 +30,7 @@ protected:
         return settingsFolder() / "Tandrel.conf";
     }
     [[nodiscard]] std::filesystem::path logFile() const {
-        return home / ".local/state/quorvane-tandrel/tandrel-debug.log";
+        return logFolder() / "tandrel-debug.log";
     }
     /// Gives the story's home a disk of its own.
     const SmallDisk& moveToSmallDisk() {
@@ -193,24 +193,31 @@ TEST_F(HeadlessSurroundings, WhatIsDeletedWhileItRunsDoesNotStopIt) {
     EXPECT_FALSE(std::filesystem::exists(logFile())) << "a log that was deleted stays so";
 }
 
+TEST_F(HeadlessSurroundings, ALockWhoseOwnerDiedBeforeItSignedItKeepsNoShortRunFromSaving) {
+    std::filesystem::create_directories(settingsFolder());
+    std::ofstream(settingsFile().string() + ".lock").flush();
+    ASSERT_NO_FATAL_FAILURE(signInOnce());
+    EXPECT_TRUE(isSignInKept());
+    EXPECT_FALSE(std::filesystem::exists(settingsFile().string() + ".lock"));
+}
+
 TEST_F(HeadlessSurroundings, TwoInOneHomeSpoilNothingOfEachOther) {
     ASSERT_NO_FATAL_FAILURE(signInOnce());
     startSession();
-    HeadlessProcess other({{"--backend", backend().url()}, environment, home, {}});
+    HeadlessProcess other(
+        {{"--backend", backend().url(), "--email", DevBackend::email}, environment, home, {}});
     start();
     ASSERT_TRUE(tool().waitFor("Signed in as"));
-    ASSERT_TRUE(other.waitFor("Signed in as"));
     ASSERT_TRUE(awaitAudio());
-    // Both write: one signs in anew, the other out.
+    // Both write: what was signed in is replaced twice at once.
     startAndSignIn();
+    other.process().write(std::string(DevBackend::password) + '\n');
     ASSERT_TRUE(tool().waitFor("Signed in as"));
+    ASSERT_TRUE(other.waitFor("Signed in as"));
     other.process().signal(SIGTERM);
     EXPECT_TRUE(other.waitForExit());
     EXPECT_TRUE(endBySignal(SIGTERM));
-    for (const char* account :
-         {"quorvane-access-token", "quorvane-refresh-token", "quorvane-user-id"}) {
-        EXPECT_EQ(keyring().count(keyringService, account), 1U) << account;
-    }
+    EXPECT_TRUE(isSignInKept()) << keyring().describe(keyringService);
     std::ifstream log(logFile());
     for (std::string line; std::getline(log, line);) {
         EXPECT_THAT(line.substr(0, 22), testing::MatchesRegex("20..-..-..T..:..:..Z \\["));

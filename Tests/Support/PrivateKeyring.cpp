@@ -62,8 +62,10 @@ std::optional<std::string> PrivateKeyring::lookup(const std::string& service,
 }
 
 std::size_t PrivateKeyring::count(const std::string& service, const std::string& account) const {
+    // It prints the attributes to its standard error, of no use to anybody here.
     const auto output =
-        run({"secret-tool", "search", "--all", "service", service, "account", account});
+        run({"sh", "-c", "exec secret-tool search --all service \"$0\" account \"$1\" 2>/dev/null",
+             service, account});
     std::size_t items = 0;
     for (auto at = output.text.find("[/"); at != std::string::npos;
          at = output.text.find("[/", at + 1)) {

@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string_view>
+#include <sys/prctl.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -99,6 +101,32 @@ std::string ProcessFootprint::differenceFrom(const ProcessFootprint& earlier) co
     appendMissing(text, '+', threads, earlier.threads);
     appendMissing(text, '-', earlier.threads, threads);
     return text;
+}
+
+std::vector<std::string> childrenOfThisProcess() {
+    std::vector<std::string> names;
+    for (const fs::path& entry : entriesOf("/proc")) {
+        // "1234 (name) S 1 …", where the name may hold anything.
+        const std::string status = firstLineOf(entry / "stat");
+        const auto begin = status.find('(');
+        const auto end = status.rfind(')');
+        if (begin == std::string::npos || end == std::string::npos) {
+            continue;
+        }
+        std::istringstream rest(status.substr(end + 1));
+        char state = 0;
+        pid_t parent = 0;
+        rest >> state >> parent;
+        if (parent == getpid() && state != 'Z') {
+            names.push_back(status.substr(begin + 1, end - begin - 1));
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void adoptOrphans() {
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
 } // namespace tandrel::test

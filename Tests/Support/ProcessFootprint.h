@@ -27,4 +27,12 @@ struct ProcessFootprint {
     [[nodiscard]] std::string differenceFrom(const ProcessFootprint& earlier) const;
 };
 
+/// The names of what runs as a child of this process, sorted: of what it has started, and, once it
+/// has asked for orphans, of what its children have left behind.
+[[nodiscard]] std::vector<std::string> childrenOfThisProcess();
+
+/// From here on, a process whose parent has ended becomes this process's child, if it descends from
+/// it, rather than the system's.
+void adoptOrphans();
+
 } // namespace tandrel::test

@@ -1,15 +1,22 @@
 #include "Support/ProcessFootprint.h"
 
+#include "Support/ChildProcess.h"
+#include "Support/WaitUntil.h"
+
 #include <gmock/gmock.h>
 
 #include <array>
 #include <condition_variable>
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
 #include <pthread.h>
+#include <string>
 #include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -76,6 +83,21 @@ TEST(ProcessFootprint, OfNoProcessIsEmpty) {
     EXPECT_TRUE(none.descriptors.empty());
     EXPECT_TRUE(none.threads.empty());
     EXPECT_EQ(none.anonymousBytes, 0U);
+}
+
+TEST(ChildrenOfThisProcess, AreWhatItHasStartedAndWhatAChildHasLeftBehind) {
+    adoptOrphans();
+    ASSERT_THAT(childrenOfThisProcess(), testing::IsEmpty());
+    {
+        // The shell starts it and ends.
+        const auto output = ChildProcess::run({"sh", "-c", "sleep 60 >/dev/null & echo $!"}, {});
+        EXPECT_TRUE(
+            waitUntil([] { return childrenOfThisProcess() == std::vector<std::string>{"sleep"}; }));
+        const pid_t orphan = std::stoi(output.text);
+        kill(orphan, SIGKILL);
+        waitpid(orphan, nullptr, 0);
+    }
+    EXPECT_THAT(childrenOfThisProcess(), testing::IsEmpty());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Platform/Qt/SettingsUserDefaults.h"
 
+#include "Foundation/FileDescriptor.h"
 #include "Foundation/PrivateFolder.h"
 #include "Platform/ConfigFolder.h"
 
@@ -9,12 +10,16 @@
 #include <QSettings>
 #include <QString>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <set>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace tandrel {
@@ -111,20 +116,28 @@ private:
         return settings.status() != QSettings::AccessError;
     }
 
-    /// Qt writes into its lock who owns it, right after making it. A process that is killed between
-    /// the two leaves one that nobody can tell the owner of, and Qt waits half a minute for it.
+    /// Qt takes the system's lock on its lock file and writes into it who owns it, right after
+    /// making it. A process that is killed in between leaves one that nobody can tell the owner of,
+    /// and Qt waits half a minute for it. The wait here is short: a run may end soon.
     void removeUnsignedLock() const {
-        constexpr int looks = 20;
-        constexpr std::chrono::milliseconds betweenLooks(50);
-        const QString lock = fileName() + QStringLiteral(".lock");
+        constexpr int looks = 5;
+        constexpr std::chrono::milliseconds betweenLooks(10);
+        const std::string lock = path_ + ".lock";
         for (int look = 0; look < looks; ++look) {
-            const QFileInfo info(lock);
-            if (!info.isFile() || info.size() > 0) {
+            if (!isUnsignedAndFree(lock)) {
                 return;
             }
             std::this_thread::sleep_for(betweenLooks);
         }
-        QFile::remove(lock);
+        ::unlink(lock.c_str());
+    }
+
+    [[nodiscard]] static bool isUnsignedAndFree(const std::string& lock) {
+        const FileDescriptor file(
+            ::open(lock.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat status {};
+        return file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+               status.st_size == 0 && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
     }
 
     const std::string path_;
