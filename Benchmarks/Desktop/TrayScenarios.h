@@ -8,22 +8,20 @@
 
 namespace tandrel::bench {
 
-/// What both a tray program and the least possible one can be asked to do, in turn.
+/// What both a tray program and the least possible one can be asked to do, in turn. Each figure is
+/// printed as a line: candidate, what, number, with tabs between.
 class TrayScenarios {
 public:
     /// All must outlive this object.
     TrayScenarios(const test::PrivateDesktop& desktop, const test::StatusNotifierTray& tray,
                   const Candidate& ours, const Candidate& bare);
 
-    /// From the start of the process to its icon in the panel.
+    /// From the start of the process to its icon in the panel: "start", ms.
     void measureStart(int rounds);
-    /// From the click on the icon to the painted popover.
+    /// From the click on the icon to the painted popover, ms: "first click" of a program that has
+    /// settled, and `openings` times "later click".
     void measureOpening(int openings);
-    /// Proportional set size with the popover opened once and closed again.
-    void measureMemory(int rounds);
-    /// Wake-ups while nothing happens and the popover is closed.
-    void measureIdle(int seconds);
-    /// Proportional set size before and after `openings` openings of ours.
+    /// Private memory before and after `openings` openings of ours.
     void measureGrowth(int openings);
 
 private:

@@ -1,5 +1,6 @@
 // Measures the tray program against the least possible one (Benchmarks/Peers/BareTray) on a desktop
-// session of its own. Prints figures and judges nothing by its exit code.
+// session of its own: what has to be timed by somebody who listens to panel and screen, and how
+// memory grows. Prints figures and judges nothing by its exit code.
 
 #include "BuildPaths.h"
 #include "StreamScenarios.h"
@@ -18,23 +19,17 @@
 namespace {
 
 struct Options {
-    int rounds = 20;
-    int idleSeconds = 60;
-    int openings = 50;
+    int starts = 0;
+    int openings = 0;
     int growthOpenings = 0;
-    int streamRounds = 3;
-    int streamSeconds = 10;
     int growthStreams = 0;
 };
 
 bool parse(int argc, char** argv, Options& options) {
     const std::map<std::string, int*> numbers{
-        {"--rounds", &options.rounds},
-        {"--idle-seconds", &options.idleSeconds},
+        {"--starts", &options.starts},
         {"--openings", &options.openings},
         {"--growth-openings", &options.growthOpenings},
-        {"--stream-rounds", &options.streamRounds},
-        {"--stream-seconds", &options.streamSeconds},
         {"--growth-streams", &options.growthStreams},
     };
     for (int index = 1; index + 1 < argc; index += 2) {
@@ -55,9 +50,8 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr,
-                     "usage: %s [--rounds N] [--openings N] [--idle-seconds S]\n"
-                     "    [--growth-openings N] [--stream-rounds N] [--stream-seconds S]\n"
-                     "    [--growth-streams N]; 0 leaves out what it counts\n",
+                     "usage: %s [--starts N] [--openings N] [--growth-openings N]\n"
+                     "    [--growth-streams N]; what is not counted is not measured\n",
                      argv[0]);
         return 2;
     }
@@ -71,27 +65,15 @@ int main(int argc, char** argv) {
         const tandrel::bench::Candidate bare{
             "bare", {TANDREL_BUILD_BIN "/quorvane-tandrel-bare-tray"}, {}};
         tandrel::bench::TrayScenarios scenarios(desktop, tray, ours, bare);
-        if (options.rounds > 0) {
-            scenarios.measureStart(options.rounds);
-            scenarios.measureMemory(options.rounds / 4 + 1);
-        }
+        scenarios.measureStart(options.starts);
         if (options.openings > 0) {
             scenarios.measureOpening(options.openings);
-        }
-        if (options.idleSeconds > 0) {
-            scenarios.measureIdle(options.idleSeconds);
         }
         if (options.growthOpenings > 0) {
             scenarios.measureGrowth(options.growthOpenings);
         }
-        if (options.streamRounds > 0 || options.growthStreams > 0) {
-            tandrel::bench::StreamScenarios streams(desktop, tray, bare);
-            if (options.streamRounds > 0) {
-                streams.measureProcessorTime(options.streamRounds, options.streamSeconds);
-            }
-            if (options.growthStreams > 0) {
-                streams.measureGrowth(options.growthStreams);
-            }
+        if (options.growthStreams > 0) {
+            tandrel::bench::StreamScenarios(desktop, tray).measureGrowth(options.growthStreams);
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "could not measure: %s\n", error.what());

@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <utility>
 
-Microphone::Microphone(pa_mainloop* loop, std::string device, std::size_t bufferFrames,
+Microphone::Microphone(pa_mainloop_api* api, std::string device, std::size_t bufferFrames,
                        BufferHandler handler)
-    : loop_(loop)
+    : api_(api)
     , device_(std::move(device))
     , bufferFrames_(bufferFrames)
     , handler_(std::move(handler))
-    , context_(pa_context_new(pa_mainloop_get_api(loop), "minimal client")) {
+    , context_(pa_context_new(api, "microphone stream")) {
     pending_.reserve(bufferFrames_);
     pa_context_set_state_callback(
         context_, [](pa_context*, void* self) { static_cast<Microphone*>(self)->contextChanged(); },
@@ -107,7 +107,7 @@ void Microphone::append(std::span<const float> samples) {
 }
 
 void Microphone::fail() {
-    std::fprintf(stderr, "minimal client: sound server: %s\n",
+    std::fprintf(stderr, "microphone stream: sound server: %s\n",
                  pa_strerror(pa_context_errno(context_)));
-    pa_mainloop_quit(loop_, 1);
+    api_->quit(api_, 1);
 }

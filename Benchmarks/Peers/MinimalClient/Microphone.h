@@ -15,7 +15,7 @@ public:
 
     /// An empty device is the server's default one. Buffers of `bufferFrames` go to `handler`.
     /// Every failure ends the loop with result 1 and a line on standard error.
-    Microphone(pa_mainloop* loop, std::string device, std::size_t bufferFrames,
+    Microphone(pa_mainloop_api* api, std::string device, std::size_t bufferFrames,
                BufferHandler handler);
     Microphone(const Microphone&) = delete;
     Microphone& operator=(const Microphone&) = delete;
@@ -28,7 +28,7 @@ private:
     void append(std::span<const float> samples);
     void fail();
 
-    pa_mainloop* loop_;
+    pa_mainloop_api* api_;
     std::string device_;
     std::size_t bufferFrames_;
     BufferHandler handler_;

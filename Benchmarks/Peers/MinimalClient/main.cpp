@@ -8,13 +8,10 @@
 // SIGTERM or SIGINT. NAME is the sound server's name of a source; without one its default is taken.
 // Exit codes: 0 done, 1 failed, 2 wrong options.
 
-#include "Decimator.h"
-#include "Microphone.h"
-#include "WebSocketWriter.h"
+#include "MicrophoneStream.h"
 
 #include <pulse/pulseaudio.h>
 
-#include <array>
 #include <charconv>
 #include <csignal>
 #include <cstdint>
@@ -29,9 +26,7 @@
 namespace {
 
 struct Options {
-    std::uint16_t port = 0;
-    std::string token;
-    std::string device;
+    MicrophoneStream::Ends ends;
     /// 0: until a signal.
     unsigned seconds = 0;
 };
@@ -49,17 +44,17 @@ std::optional<Options> parseOptions(std::span<char*> arguments) {
         const std::string_view name(arguments[index]);
         const std::string_view value(arguments[index + 1]);
         if (name == "--token") {
-            options.token = value;
+            options.ends.token = value;
         } else if (name == "--device") {
-            options.device = value;
-        } else if (!(name == "--port" && parseNumber(value, options.port)) &&
+            options.ends.device = value;
+        } else if (!(name == "--port" && parseNumber(value, options.ends.port)) &&
                    !(name == "--seconds" && parseNumber(value, options.seconds))) {
             return std::nullopt;
         }
     }
     const bool inPairs = arguments.size() % 2 == 0;
-    return inPairs && options.port != 0 && !options.token.empty() ? std::optional(options)
-                                                                  : std::nullopt;
+    return inPairs && options.ends.port != 0 && !options.ends.token.empty() ? std::optional(options)
+                                                                            : std::nullopt;
 }
 
 struct MainLoopDeleter {
@@ -70,9 +65,8 @@ void quit(pa_mainloop_api* api, int result) {
     api->quit(api, result);
 }
 
-/// Ends the loop by signal, by time, or when the server goes.
-void endLoopWhenDue(pa_mainloop* loop, const Options& options, WebSocketWriter& socket) {
-    pa_mainloop_api* api = pa_mainloop_get_api(loop);
+/// Ends the loop by signal or by time.
+void endLoopWhenDue(pa_mainloop_api* api, const Options& options) {
     pa_signal_init(api);
     for (const int number : {SIGINT, SIGTERM}) {
         pa_signal_new(
@@ -91,39 +85,18 @@ void endLoopWhenDue(pa_mainloop* loop, const Options& options, WebSocketWriter& 
             },
             nullptr);
     }
-    api->io_new(
-        api, socket.descriptor(), PA_IO_EVENT_INPUT,
-        [](pa_mainloop_api* running, pa_io_event*, int, pa_io_event_flags_t, void* writer) {
-            if (!static_cast<WebSocketWriter*>(writer)->discardInput()) {
-                std::fprintf(stderr, "minimal client: the server closed the connection\n");
-                quit(running, 1);
-            }
-        },
-        &socket);
 }
 
 int stream(const Options& options) {
     const std::unique_ptr<pa_mainloop, MainLoopDeleter> loop(pa_mainloop_new());
-    WebSocketWriter socket(options.port, options.token);
-    Decimator decimator;
-    std::array<std::int16_t, Decimator::outputFrames> message{};
-    unsigned long messages = 0;
+    pa_mainloop_api* api = pa_mainloop_get_api(loop.get());
     int result = 1;
-    endLoopWhenDue(loop.get(), options, socket);
+    endLoopWhenDue(api, options);
+    unsigned long messages = 0;
     {
-        const Microphone microphone(
-            loop.get(), options.device, Decimator::inputFrames, [&](std::span<const float> buffer) {
-                decimator.process(buffer.first<Decimator::inputFrames>(), message);
-                // The caller is a C library, which no exception may cross.
-                try {
-                    socket.sendBinary(std::as_bytes(std::span(message)));
-                    ++messages;
-                } catch (const std::exception& error) {
-                    std::fprintf(stderr, "minimal client: %s\n", error.what());
-                    pa_mainloop_quit(loop.get(), 1);
-                }
-            });
+        const MicrophoneStream microphone(api, options.ends, {});
         pa_mainloop_run(loop.get(), &result);
+        messages = microphone.messages();
     }
     pa_signal_done();
     std::printf("%lu messages of %zu frames\n", messages, Decimator::outputFrames);
