@@ -22,8 +22,8 @@ services as the desktop program, without a window.
   --device NAME         the input device, by name or unique identifier (default: the first listed)
   --duration SECONDS    stop after so much streaming (default: until told to)
   --wait SECONDS        give up when no session is pending by then (default: never)
-  --record FILE         write one line per message handed to the socket: index, bytes,
-                        CLOCK_MONOTONIC in nanoseconds, FNV-1a hash of the payload
+  --record FILE         write one line per message handed to the socket: index, connection,
+                        bytes, CLOCK_MONOTONIC in nanoseconds, FNV-1a hash of the payload
   --list-devices        list the input devices (unique identifier, tab, name) and leave
   --sign-out            forget the session that was kept and leave
   --ephemeral           keep no secret and no setting beyond this run

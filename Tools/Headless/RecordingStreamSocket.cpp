@@ -1,7 +1,6 @@
 #include "RecordingStreamSocket.h"
 
 #include <chrono>
-#include <fstream>
 #include <utility>
 
 namespace tandrel::headless {
@@ -18,15 +17,17 @@ std::uint64_t fnv1a(const Bytes& message) {
 
 class RecordingTask : public StreamSocketTask {
 public:
-    RecordingTask(std::shared_ptr<StreamSocketTask> inner, std::shared_ptr<SendRecord> record)
+    RecordingTask(std::shared_ptr<StreamSocketTask> inner, std::shared_ptr<SendRecord> record,
+                  std::uint32_t connection)
         : inner_(std::move(inner))
-        , record_(std::move(record)) {}
+        , record_(std::move(record))
+        , connection_(connection) {}
 
     void resume() override { inner_->resume(); }
     void sendPing(PingCompletion completion) override { inner_->sendPing(std::move(completion)); }
     void receive(ReceiveCompletion completion) override { inner_->receive(std::move(completion)); }
     void send(Bytes message, SendCompletion completion) override {
-        record_->add(message);
+        record_->add(connection_, message);
         inner_->send(std::move(message), std::move(completion));
     }
     void cancel(std::uint16_t closeCode) override { inner_->cancel(closeCode); }
@@ -35,22 +36,34 @@ public:
 private:
     std::shared_ptr<StreamSocketTask> inner_;
     std::shared_ptr<SendRecord> record_;
+    std::uint32_t connection_;
 };
 
 } // namespace
 
-void SendRecord::add(const Bytes& message) {
+SendRecord::SendRecord(const std::optional<std::string>& path)
+    : isWritten_(path.has_value()) {
+    if (path) {
+        file_.open(*path, std::ios::trunc);
+        file_ << "index,connection,bytes,monotonic_ns,fnv1a64\n";
+    }
+}
+
+void SendRecord::add(std::uint32_t connection, const Bytes& message) {
     const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
         std::chrono::steady_clock::now().time_since_epoch());
-    const SentMessage sent{message.size(), now.count(), fnv1a(message)};
     const std::lock_guard lock(mutex_);
-    messages_.push_back(sent);
+    if (isWritten_) {
+        file_ << messages_ << ',' << connection << ',' << message.size() << ',' << now.count()
+              << ',' << std::hex << fnv1a(message) << std::dec << '\n';
+    }
+    ++messages_;
     bytes_ += message.size();
 }
 
 std::size_t SendRecord::messageCount() const {
     const std::lock_guard lock(mutex_);
-    return messages_.size();
+    return messages_;
 }
 
 std::size_t SendRecord::byteCount() const {
@@ -58,17 +71,10 @@ std::size_t SendRecord::byteCount() const {
     return bytes_;
 }
 
-bool SendRecord::writeCsv(const std::string& path) const {
+bool SendRecord::close() {
     const std::lock_guard lock(mutex_);
-    std::ofstream file(path, std::ios::trunc);
-    file << "index,bytes,monotonic_ns,fnv1a64\n";
-    std::size_t index = 0;
-    for (const SentMessage& message : messages_) {
-        file << index++ << ',' << message.bytes << ',' << message.nanoseconds << ',' << std::hex
-             << message.hash << std::dec << '\n';
-    }
-    file.close();
-    return !file.fail();
+    file_.close();
+    return !file_.fail();
 }
 
 RecordingStreamSocket::RecordingStreamSocket(StreamSocket& inner,
@@ -77,7 +83,7 @@ RecordingStreamSocket::RecordingStreamSocket(StreamSocket& inner,
     , record_(std::move(record)) {}
 
 std::shared_ptr<StreamSocketTask> RecordingStreamSocket::webSocketTask(const std::string& url) {
-    return std::make_shared<RecordingTask>(inner_.webSocketTask(url), record_);
+    return std::make_shared<RecordingTask>(inner_.webSocketTask(url), record_, ++connections_);
 }
 
 } // namespace tandrel::headless

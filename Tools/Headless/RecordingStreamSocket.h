@@ -2,35 +2,36 @@
 
 #include "Platform/StreamSocket.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace tandrel::headless {
 
-/// One audio message at the moment it was handed to the socket.
-struct SentMessage {
-    std::size_t bytes = 0;
-    /// CLOCK_MONOTONIC.
-    std::int64_t nanoseconds = 0;
-    /// FNV-1a, 64 bits, of the payload.
-    std::uint64_t hash = 0;
-};
-
-/// What was handed to the socket. Any thread.
+/// Counts what is handed to the socket and, where a file is named, writes a line there for each
+/// message. Holds none of them itself: a stream may last for days. Any thread.
 class SendRecord {
 public:
-    void add(const Bytes& message);
+    /// Writes `index,connection,bytes,monotonic_ns,fnv1a64` lines under a heading to `path`: time
+    /// is CLOCK_MONOTONIC, the hash FNV-1a (64 bits) of the payload; connections are counted
+    /// from 1.
+    explicit SendRecord(const std::optional<std::string>& path);
+
+    void add(std::uint32_t connection, const Bytes& message);
     [[nodiscard]] std::size_t messageCount() const;
     [[nodiscard]] std::size_t byteCount() const;
-    /// Writes `index,bytes,monotonic_ns,fnv1a64` lines under a heading; false when it cannot.
-    [[nodiscard]] bool writeCsv(const std::string& path) const;
+    /// Ends the file; false when it does not hold all.
+    [[nodiscard]] bool close();
 
 private:
     mutable std::mutex mutex_;
-    std::vector<SentMessage> messages_;
+    const bool isWritten_;
+    std::ofstream file_;
+    std::size_t messages_ = 0;
     std::size_t bytes_ = 0;
 };
 
@@ -46,6 +47,7 @@ public:
 private:
     StreamSocket& inner_;
     std::shared_ptr<SendRecord> record_;
+    std::uint32_t connections_ = 0;
 };
 
 } // namespace tandrel::headless

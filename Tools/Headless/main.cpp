@@ -81,7 +81,7 @@ int run(const Options& options) {
         return listDevices(audio);
     }
 
-    const auto record = std::make_shared<SendRecord>();
+    const auto record = std::make_shared<SendRecord>(options.recordPath);
     RecordingStreamSocket recordingSocket(socket, record);
     MenuBarContentController content(
         {apiClient, audio, keychain, userDefaults, recordingSocket, AppState::shared(), clock},
@@ -110,7 +110,7 @@ int run(const Options& options) {
 
     content.shutdown();
     settleBeforeLeaving(socket, settings.get(), credentials);
-    if (options.recordPath && !record->writeCsv(*options.recordPath)) {
+    if (options.recordPath && !record->close()) {
         std::fprintf(stderr, "The record could not be written to %s\n",
                      options.recordPath->c_str());
     }

@@ -11,6 +11,8 @@ struct MessageRecord {
     std::int64_t nanoseconds = 0;
     /// Of the payload.
     std::uint64_t hash = 0;
+    /// Which one carried it, as this side counts them from 1; 0 where the record does not say.
+    std::uint32_t connection = 0;
 };
 
 /// Reads the comma-separated record that the client or the development backend wrote; columns are
