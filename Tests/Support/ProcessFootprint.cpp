@@ -129,4 +129,11 @@ void adoptOrphans() {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
+ProcessMemory ProcessMemory::of(pid_t process) {
+    const fs::path folder = fs::path("/proc") / std::to_string(process);
+    return {kibibytesIn(folder / "status", "VmRSS:") * 1024,
+            kibibytesIn(folder / "status", "RssAnon:") * 1024,
+            kibibytesIn(folder / "smaps_rollup", "Pss:") * 1024};
+}
+
 } // namespace tandrel::test

@@ -35,4 +35,17 @@ struct ProcessFootprint {
 /// it, rather than the system's.
 void adoptOrphans();
 
+/// How much memory a running process takes, in bytes; zeros when there is none.
+struct ProcessMemory {
+    /// All that occupies the machine's, pages shared with others counted whole: unlike a share of
+    /// them it does not change when others start or end.
+    std::size_t resident = 0;
+    /// The part that is no file's.
+    std::size_t anonymous = 0;
+    /// With each shared page counted by its share (proc(5): Pss).
+    std::size_t proportional = 0;
+
+    [[nodiscard]] static ProcessMemory of(pid_t process);
+};
+
 } // namespace tandrel::test
