@@ -1,7 +1,12 @@
 #include "EndToEnd/AppStory.h"
 
 #include "BuildPaths.h"
+#include "Support/Desktop/BusConnection.h"
 #include "Support/WaitUntil.h"
+
+#include <QDBusMessage>
+#include <QStringList>
+#include <QVariantMap>
 
 #include <algorithm>
 #include <chrono>
@@ -180,6 +185,38 @@ std::chrono::microseconds AppStory::slowestAnswer(std::chrono::milliseconds dura
                 static_cast<double>(answers[answers.size() / 2].count()) / 1000,
                 static_cast<double>(answers.back().count()) / 1000);
     return answers.back();
+}
+
+void AppStory::flood(int deliveries) {
+    const BusConnection bus(desktop_->bus().address());
+    QStringList urls;
+    for (int count = 0; count < commandsOfADelivery; ++count) {
+        urls << (count % 2 == 0 ? QStringLiteral("quorvane-tandrel://start?n=%1").arg(count)
+                                : QStringLiteral("quorvane-tandrel://stop"));
+    }
+    for (int count = 0; count < deliveries; ++count) {
+        QDBusMessage delivery = QDBusMessage::createMethodCall(
+            QStringLiteral("com.quorvane.Tandrel"), QStringLiteral("/com/quorvane/Tandrel"),
+            QStringLiteral("org.freedesktop.Application"), QStringLiteral("Open"));
+        delivery.setArguments({urls, QVariantMap()});
+        EXPECT_TRUE(bus.connection().send(delivery));
+    }
+    // The bus itself answers once it has taken all of them; what a connection that is closed has
+    // not yet passed on is gone.
+    EXPECT_FALSE(bus.call(QStringLiteral("org.freedesktop.DBus"),
+                          QStringLiteral("/org/freedesktop/DBus"),
+                          QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId"))
+                     .isEmpty());
+}
+
+int AppStory::commandCount() const {
+    static const std::string line = "Received URL";
+    const std::string log = app_->debugLog();
+    int count = 0;
+    for (auto at = log.find(line); at != std::string::npos; at = log.find(line, at + 1)) {
+        ++count;
+    }
+    return count;
 }
 
 void AppStory::endApp() {

@@ -69,6 +69,13 @@ protected:
     /// the slowest answer took. Printed and recorded, the median too.
     [[nodiscard]] std::chrono::microseconds slowestAnswer(std::chrono::milliseconds duration);
 
+    /// Sends the app so many bus messages with a hundred command URLs each, starts and stops in
+    /// turn, without waiting for any answer.
+    static void flood(int deliveries);
+    static constexpr int commandsOfADelivery = 100;
+    /// How many commands the app says it has received.
+    [[nodiscard]] int commandCount() const;
+
     /// Ends the app as a story usually does, and expects it to go cleanly.
     void endApp();
     /// Lines that contain `part` may be printed.
