@@ -102,6 +102,8 @@ protected:
     void bringThere() {
         switch (GetParam()) {
         case Moment::start:
+            // It would soon end by itself, once it knew that there is no sign-in.
+            keyring().freeze();
             start();
             // The log's folder is the first that it makes, before it takes the signals in hand.
             ASSERT_TRUE(waitUntil([this] { return std::filesystem::exists(logFolder()); }));
@@ -156,6 +158,7 @@ protected:
         if (!isBeforeAnySignIn() && !wasSignedIn() && !isBeingKept()) {
             ASSERT_TRUE(waitUntil([this] { return isSignInKept(); })) << "it is not kept at once";
         }
+        ASSERT_TRUE(tool().process().isRunning()) << "the moment has passed";
     }
 
     /// Takes away all that keeps the run where it is.
