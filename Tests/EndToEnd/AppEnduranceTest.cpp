@@ -49,6 +49,19 @@ protected:
         desktop().startKeyring();
     }
 
+    /// What the program holds once nothing is under way: threads that stand by for look-ups and the
+    /// like go when they have had nothing to do for half a minute.
+    static ProcessFootprint atRest(pid_t process) {
+        ProcessFootprint footprint;
+        EXPECT_TRUE(waitUntil(
+            [&] {
+                footprint = ProcessFootprint::of(process);
+                return std::ranges::count(footprint.threads, "Thread (pooled)") == 0;
+            },
+            seconds(60)));
+        return footprint;
+    }
+
     /// Does `deed` a tenth as often to fill all caches, then `times` times; the program must hold
     /// the same descriptors and threads as before, and at most `slack` more bytes for each.
     void repeat(int times, std::size_t slack, const std::function<void()>& deed) {
@@ -59,15 +72,12 @@ protected:
         };
         doTimes(std::max(5, times / 10));
         const pid_t process = app().process().pid();
-        const auto before = ProcessFootprint::of(process);
+        const auto before = atRest(process);
         const auto start = std::chrono::steady_clock::now();
         doTimes(times);
         const auto took = std::chrono::steady_clock::now() - start;
-        const auto difference = [&] {
-            return ProcessFootprint::of(process).differenceFrom(before);
-        };
-        EXPECT_TRUE(waitUntil([&] { return difference().empty(); }, seconds(40))) << difference();
-        const auto after = ProcessFootprint::of(process);
+        const auto after = atRest(process);
+        EXPECT_EQ(after.differenceFrom(before), "");
         std::printf("%d times in %.0f s: from %zu to %zu kB of its own, %zu descriptors, %zu "
                     "threads\n",
                     times, std::chrono::duration<double>(took).count(),
