@@ -6,6 +6,7 @@
 #include "DebugLog.h"
 #include "Foundation/Console.h"
 #include "Foundation/CoreDumps.h"
+#include "Foundation/SharedHeap.h"
 #include "Platform/Desktop/SingleInstance.h"
 #include "Platform/Desktop/WindowActivation.h"
 #include "Platform/Linux/XdgAutostart.h"
@@ -129,6 +130,7 @@ int runProgram(int argc, char** argv, const TandrelStatusBarApp::Addresses& addr
         return performLoginStartRequest(*parsed.options.loginStart);
     }
     refuseCoreDumps();
+    shareOneHeap();
     if (parsed.options.doctor) {
         runDoctor(argc, argv, addresses.backendBaseURL, *parsed.options.doctor);
     }

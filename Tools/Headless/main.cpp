@@ -3,6 +3,7 @@
 #include "DebugLog.h"
 #include "Foundation/Console.h"
 #include "Foundation/CoreDumps.h"
+#include "Foundation/SharedHeap.h"
 #include "HeadlessRun.h"
 #include "MemoryStores.h"
 #include "Options.h"
@@ -129,6 +130,7 @@ int main(int argc, char** argv) {
         return parsed.isError ? static_cast<int>(headless::ExitCode::usage) : 0;
     }
     refuseCoreDumps();
+    shareOneHeap();
     DebugLog::createDirectory();
     usePlainEventLoops(PlainLoops::everywhere);
     const QCoreApplication application(argc, argv);
