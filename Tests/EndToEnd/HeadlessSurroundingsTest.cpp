@@ -108,6 +108,18 @@ TEST_F(HeadlessSurroundings, SixtyFourDescriptorsAreEnough) {
     EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
 }
 
+TEST_F(HeadlessSurroundings, OfSixtyFourDescriptorsThirtyEightMayBeTakenFromTheStart) {
+    launcher = {"bash", "-c",
+                "for ((i = 10; i < 10 + 38; ++i)); do eval \"exec $i</dev/null\"; done\n"
+                "exec prlimit --nofile=64:64 \"$0\" \"$@\""};
+    ASSERT_NO_FATAL_FAILURE(startStreaming());
+    const auto streaming = ProcessFootprint::of(tool().process().pid());
+    EXPECT_GT(streaming.descriptors.size(), 38U);
+    tool().process().write("stop\n");
+    EXPECT_EQ(tool().waitForExit(), success);
+    EXPECT_TRUE(ended("client 1000")) << backend().lastEnd(session());
+}
+
 TEST_F(HeadlessSurroundings, WithoutASessionBusTheSignInLastsForTheRun) {
     environment["DBUS_SESSION_BUS_ADDRESS"] = "";
     environment["XDG_RUNTIME_DIR"] = "/nonexistent";
