@@ -25,14 +25,23 @@ public:
 
     /// Appends the first channel of `frames` interleaved frames. Producer only.
     void push(const float* interleaved, std::size_t frames, std::size_t channels) noexcept {
-        append(frames, [interleaved, channels](std::size_t frame) {
-            return interleaved[frame * channels];
+        append(frames, [interleaved, channels](float* to, std::size_t first, std::size_t count) {
+            const float* from = interleaved + first * channels;
+            if (channels == 1) {
+                std::copy_n(from, count, to);
+                return;
+            }
+            for (std::size_t frame = 0; frame < count; ++frame) {
+                to[frame] = from[frame * channels];
+            }
         });
     }
 
     /// Appends `frames` zeros. Producer only.
     void pushSilence(std::size_t frames) noexcept {
-        append(frames, [](std::size_t) { return 0.0F; });
+        append(frames, [](float* to, std::size_t /*first*/, std::size_t count) {
+            std::fill_n(to, count, 0.0F);
+        });
     }
 
     /// Samples that can be appended now without a drop; more later, never fewer. Producer only.
@@ -44,9 +53,9 @@ public:
         if (head_.load(std::memory_order_acquire) - tail < count) {
             return false;
         }
-        for (std::size_t index = 0; index < count; ++index) {
-            into[index] = samples_[(tail + index) & mask_];
-        }
+        const Pieces pieces = piecesOf(tail, count);
+        std::copy_n(samples_.data() + pieces.start, pieces.untilEnd, into);
+        std::copy_n(samples_.data(), count - pieces.untilEnd, into + pieces.untilEnd);
         tail_.store(tail + count, std::memory_order_release);
         return true;
     }
@@ -64,15 +73,27 @@ public:
     }
 
 private:
-    template <typename SampleAt>
-    void append(std::size_t frames, SampleAt sampleAt) noexcept {
+    /// Where `count` samples lie from the `position`th ever on: a part up to the end of the memory,
+    /// the rest from its beginning. In two pieces they are copied several at a time.
+    struct Pieces {
+        std::size_t start;
+        std::size_t untilEnd;
+    };
+    [[nodiscard]] Pieces piecesOf(std::uint64_t position, std::size_t count) const noexcept {
+        const auto start = static_cast<std::size_t>(position & mask_);
+        return {start, std::min(count, samples_.size() - start)};
+    }
+
+    /// `fill` writes `count` frames, from the `first` one of those that are appended on.
+    template <typename Fill>
+    void append(std::size_t frames, Fill fill) noexcept {
         const std::uint64_t head = head_.load(std::memory_order_relaxed);
         const std::uint64_t tail = tail_.load(std::memory_order_acquire);
         const std::size_t room = samples_.size() - static_cast<std::size_t>(head - tail);
         const std::size_t accepted = std::min(frames, room);
-        for (std::size_t frame = 0; frame < accepted; ++frame) {
-            samples_[(head + frame) & mask_] = sampleAt(frame);
-        }
+        const Pieces pieces = piecesOf(head, accepted);
+        fill(samples_.data() + pieces.start, 0, pieces.untilEnd);
+        fill(samples_.data(), pieces.untilEnd, accepted - pieces.untilEnd);
         head_.store(head + accepted, std::memory_order_release);
         if (accepted < frames) {
             dropped_.fetch_add(frames - accepted, std::memory_order_relaxed);
