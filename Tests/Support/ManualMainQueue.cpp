@@ -4,14 +4,14 @@
 
 namespace tandrel::test {
 
-void ManualMainQueue::post(std::function<void()> action) {
+void ManualMainQueue::post(Action action) {
     const std::lock_guard lock(mutex_);
     actions_.push_back(std::move(action));
     ++wakeUps_;
     posted_.notify_one();
 }
 
-void ManualMainQueue::postWithoutWaking(std::function<void()> action) {
+void ManualMainQueue::postWithoutWaking(Action action) {
     const std::lock_guard lock(mutex_);
     actions_.push_back(std::move(action));
 }
@@ -19,7 +19,7 @@ void ManualMainQueue::postWithoutWaking(std::function<void()> action) {
 std::size_t ManualMainQueue::drain() {
     std::size_t count = 0;
     for (;;) {
-        std::vector<std::function<void()>> batch;
+        std::vector<Action> batch;
         {
             const std::lock_guard lock(mutex_);
             batch.swap(actions_);

@@ -14,8 +14,8 @@ namespace tandrel::test {
 /// A main queue that the test runs by hand, on the test's own thread.
 class ManualMainQueue : public MainQueue {
 public:
-    void post(std::function<void()> action) override;
-    void postWithoutWaking(std::function<void()> action) override;
+    void post(Action action) override;
+    void postWithoutWaking(Action action) override;
 
     /// Runs all that is waiting, and what that posts; returns how many actions ran.
     std::size_t drain();
@@ -31,7 +31,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::condition_variable posted_;
-    std::vector<std::function<void()>> actions_;
+    std::vector<Action> actions_;
     std::size_t wakeUps_ = 0;
 };
 

@@ -1,7 +1,5 @@
 #include "Platform/MainQueuePort.h"
 
-#include "Platform/MainQueue.h"
-
 #include <utility>
 
 namespace tandrel {
@@ -9,7 +7,7 @@ namespace tandrel {
 MainQueuePort::MainQueuePort(MainQueue& queue)
     : queue_(&queue) {}
 
-void MainQueuePort::post(std::function<void()> action) {
+void MainQueuePort::post(MainQueue::Action action) {
     const std::lock_guard lock(mutex_);
     if (queue_ != nullptr) {
         queue_->post(std::move(action));

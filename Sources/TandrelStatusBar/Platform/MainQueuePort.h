@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
+#include "Platform/MainQueue.h"
+
 #include <mutex>
 
 namespace tandrel {
-
-class MainQueue;
 
 /// A way to the main queue for work that may outlive both: once closed, it drops what it is given.
 /// Any thread.
@@ -14,7 +13,7 @@ public:
     /// The queue must live until the port is closed.
     explicit MainQueuePort(MainQueue& queue);
 
-    void post(std::function<void()> action);
+    void post(MainQueue::Action action);
     void close();
 
 private:

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Platform/MainQueue.h"
+#include "Platform/Qt/ActionReceiver.h"
 
 #include <cstddef>
-#include <memory>
 
 namespace tandrel {
 
@@ -12,18 +12,14 @@ namespace tandrel {
 /// destroyed by one of its own actions.
 class QtMainQueue : public MainQueue {
 public:
-    QtMainQueue();
-    ~QtMainQueue() override;
-
-    void post(std::function<void()> action) override;
-    void postWithoutWaking(std::function<void()> action) override;
+    void post(Action action) override;
+    void postWithoutWaking(Action action) override;
 
     /// So many that wait are worth a wake-up by themselves.
     static constexpr std::size_t wakingCount = 64;
 
 private:
-    class Receiver;
-    std::unique_ptr<Receiver> receiver_;
+    ActionReceiver receiver_;
 };
 
 } // namespace tandrel

@@ -265,11 +265,13 @@ void Connection::checkForEnd() {
 }
 
 void Connection::writeOutput() {
-    const std::string output = codec_.takeOutput();
+    // Moved out of the way for a write that happens within the one below.
+    std::string output = codec_.takeOutput(std::exchange(spareOutput_, {}));
     // Qt does not expect a write while it tells of the end.
     if (!output.empty() && socket_ && !ended_) {
         socket_->write(output.data(), static_cast<qint64>(output.size()));
     }
+    spareOutput_ = std::move(output);
 }
 
 void Connection::onSocketWritten() {

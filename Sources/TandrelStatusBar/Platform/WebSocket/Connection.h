@@ -95,6 +95,8 @@ private:
     bool isProxied_ = false;
     std::optional<UpgradeReply> reply_;
     FrameCodec codec_;
+    /// Memory of the last output, for one to come.
+    std::string spareOutput_;
     QTimer answerTimer_;
     QTimer closingTimer_;
     QTimer ageTimer_;

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Platform/Qt/ActionReceiver.h"
 #include "Platform/Qt/ProxyLookup.h"
 #include "Platform/WebSocket/Connection.h"
-
-#include <QObject>
 
 #include <cstdint>
 #include <map>
@@ -17,7 +16,7 @@ using ConnectionId = std::uint64_t;
 
 /// The connections of the network thread. Whoever means one names it, and finds nothing once it
 /// has ended: so a late word for an old connection never reaches its successor.
-class ConnectionTable : public QObject {
+class ConnectionTable : public ActionReceiver {
     Q_OBJECT
 
 public:

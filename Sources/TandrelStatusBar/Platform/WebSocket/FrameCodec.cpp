@@ -15,6 +15,12 @@ FrameCodec& self(void* codec) {
     return *static_cast<FrameCodec*>(codec);
 }
 
+/// To be appended: as a range of another type than characters, bytes would go by way of a string of
+/// their own.
+std::string_view text(const std::uint8_t* bytes, std::size_t size) {
+    return {reinterpret_cast<const char*>(bytes), size};
+}
+
 /// 1012 to 1014 have been registered since RFC 6455; the library takes them for errors, although a
 /// server that restarts sends 1012.
 bool isLateRegisteredCode(int code) {
@@ -28,7 +34,9 @@ FrameCodec::FrameCodec(std::size_t messageLimit)
     wslay_event_callbacks callbacks{};
     callbacks.recv_callback = readInput;
     callbacks.send_callback = writeOutput;
-    callbacks.genmask_callback = makeMask;
+    callbacks.genmask_callback = [](wslay_event_context* /*context*/, std::uint8_t* buffer,
+                                    std::size_t size,
+                                    void* codec) { return makeMask(buffer, size, codec); };
     callbacks.on_frame_recv_start_callback = onFrameStart;
     callbacks.on_frame_recv_chunk_callback = onFrameBytes;
     callbacks.on_msg_recv_callback = onMessageEnd;
@@ -41,6 +49,13 @@ FrameCodec::FrameCodec(std::size_t messageLimit)
     // The library's own buffering costs some hundred bytes for each fragment, so that a message of
     // one-byte fragments would take a hundred times its size.
     wslay_event_config_set_no_buffering(context, 1);
+
+    const wslay_frame_callbacks messageCallbacks{writeFrame, nullptr, makeMask};
+    wslay_frame_context* messageContext = nullptr;
+    if (wslay_frame_context_init(&messageContext, &messageCallbacks, this) != 0) {
+        throw std::bad_alloc();
+    }
+    messageContext_.reset(messageContext);
 }
 
 FrameCodec::~FrameCodec() = default;
@@ -59,7 +74,21 @@ std::vector<FrameCodec::Event> FrameCodec::receive(std::string_view bytes) {
 }
 
 void FrameCodec::queueBinary(std::span<const std::uint8_t> payload) {
-    queue(WSLAY_BINARY_FRAME, payload.data(), payload.size());
+    // First what the library holds back, which may be a close frame, behind which nothing may
+    // follow.
+    writeQueued();
+    if (wslay_event_get_write_enabled(context_.get()) == 0) {
+        return;
+    }
+    wslay_frame_iocb frame{};
+    frame.fin = 1;
+    frame.opcode = WSLAY_BINARY_FRAME;
+    frame.mask = 1;
+    frame.payload_length = payload.size();
+    frame.data = payload.data();
+    frame.data_length = payload.size();
+    // Goes out whole: nothing ever refuses what is appended to the output.
+    (void)wslay_frame_send(messageContext_.get(), &frame);
 }
 
 void FrameCodec::queuePing(std::string_view payload) {
@@ -84,9 +113,10 @@ void FrameCodec::writeQueued() {
     (void)wslay_event_send(context_.get());
 }
 
-std::string FrameCodec::takeOutput() {
+std::string FrameCodec::takeOutput(std::string spare) {
     writeQueued();
-    return std::exchange(output_, {});
+    spare.clear();
+    return std::exchange(output_, std::move(spare));
 }
 
 bool FrameCodec::isViolated() const {
@@ -107,13 +137,17 @@ ssize_t FrameCodec::readInput(wslay_event_context* context, std::uint8_t* buffer
 }
 
 ssize_t FrameCodec::writeOutput(wslay_event_context* /*context*/, const std::uint8_t* bytes,
-                                std::size_t size, int /*flags*/, void* codec) {
-    self(codec).output_.append(bytes, bytes + size);
+                                std::size_t size, int flags, void* codec) {
+    return writeFrame(bytes, size, flags, codec);
+}
+
+ssize_t FrameCodec::writeFrame(const std::uint8_t* bytes, std::size_t size, int /*flags*/,
+                               void* codec) {
+    self(codec).output_.append(text(bytes, size));
     return static_cast<ssize_t>(size);
 }
 
-int FrameCodec::makeMask(wslay_event_context* /*context*/, std::uint8_t* buffer, std::size_t size,
-                         void* /*codec*/) {
+int FrameCodec::makeMask(std::uint8_t* buffer, std::size_t size, void* /*codec*/) {
     // Unpredictable, as RFC 6455, section 10.3, wants it; one call to the system for each mask.
     std::uint32_t random = QRandomGenerator::system()->generate();
     for (std::size_t index = 0; index < size; ++index) {
@@ -143,14 +177,14 @@ void FrameCodec::onFrameBytes(wslay_event_context* /*context*/,
         return;
     }
     if (that.frameOpcode_ == WSLAY_CONNECTION_CLOSE) {
-        that.closePayload_.append(chunk->data, chunk->data + chunk->data_length);
+        that.closePayload_.append(text(chunk->data, chunk->data_length));
         if (that.closePayload_.size() >= 2) {
             that.serverCloseCode_ = static_cast<unsigned char>(that.closePayload_[0]) * 256 +
                                     static_cast<unsigned char>(that.closePayload_[1]);
             that.closeReceived_ = isLateRegisteredCode(that.serverCloseCode_);
         }
     } else if (!wslay_is_ctrl_frame(that.frameOpcode_)) {
-        that.message_.append(chunk->data, chunk->data + chunk->data_length);
+        that.message_.append(text(chunk->data, chunk->data_length));
     }
 }
 

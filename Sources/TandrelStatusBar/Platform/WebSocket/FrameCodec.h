@@ -40,8 +40,9 @@ public:
     void queuePing(std::string_view payload);
     void queueClose(std::uint16_t code);
 
-    /// The bytes to be sent, masked; answers to the server's frames included.
-    [[nodiscard]] std::string takeOutput();
+    /// The bytes to be sent, masked; answers to the server's frames included. The memory of `spare`
+    /// serves the next ones.
+    [[nodiscard]] std::string takeOutput(std::string spare = {});
 
     /// Whether the server's close frame has come in. Its reason is not looked at: what it says is
     /// the code.
@@ -54,14 +55,15 @@ public:
 private:
     struct ContextDeleter {
         void operator()(wslay_event_context* context) const { wslay_event_context_free(context); }
+        void operator()(wslay_frame_context* context) const { wslay_frame_context_free(context); }
     };
 
     static ssize_t readInput(wslay_event_context* context, std::uint8_t* buffer, std::size_t size,
                              int flags, void* codec);
     static ssize_t writeOutput(wslay_event_context* context, const std::uint8_t* bytes,
                                std::size_t size, int flags, void* codec);
-    static int makeMask(wslay_event_context* context, std::uint8_t* buffer, std::size_t size,
-                        void* codec);
+    static ssize_t writeFrame(const std::uint8_t* bytes, std::size_t size, int flags, void* codec);
+    static int makeMask(std::uint8_t* buffer, std::size_t size, void* codec);
     static void onFrameStart(wslay_event_context* context,
                              const wslay_event_on_frame_recv_start_arg* frame, void* codec);
     static void onFrameBytes(wslay_event_context* context,
@@ -74,6 +76,8 @@ private:
     void refuseOversized();
 
     std::unique_ptr<wslay_event_context, ContextDeleter> context_;
+    /// For our own messages: the other one takes a copy of each.
+    std::unique_ptr<wslay_frame_context, ContextDeleter> messageContext_;
     std::size_t messageLimit_;
     FrameParts parts_;
     std::string_view input_;

@@ -3,8 +3,6 @@
 #include <QDeadlineTimer>
 #include <QString>
 
-#include <utility>
-
 namespace tandrel {
 
 namespace {
@@ -13,15 +11,6 @@ namespace {
 constexpr int endLimitMs = 1000;
 
 } // namespace
-
-void NetworkMailbox::post(Work work) {
-    const std::lock_guard lock(mutex_);
-    if (table_ != nullptr) {
-        QMetaObject::invokeMethod(
-            table_, [table = table_, work = std::move(work)] { work(*table); },
-            Qt::QueuedConnection);
-    }
-}
 
 void NetworkMailbox::close() {
     const std::lock_guard lock(mutex_);

@@ -4,9 +4,9 @@
 
 #include <QThread>
 
-#include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace tandrel {
 
@@ -14,14 +14,18 @@ namespace tandrel {
 /// that it may outlive the thread.
 class NetworkMailbox {
 public:
-    using Work = std::function<void(ConnectionTable&)>;
-
     explicit NetworkMailbox(ConnectionTable& table)
         : table_(&table) {}
 
-    /// Runs `work` on the network thread, later, in the order of the calls. Never blocks beyond a
-    /// short lock.
-    void post(Work work);
+    /// Calls `work` with the table on the network thread, later, in the order of the calls. Never
+    /// blocks beyond a short lock.
+    template <typename Work>
+    void post(Work work) {
+        const std::lock_guard lock(mutex_);
+        if (table_ != nullptr) {
+            table_->post([table = table_, work = std::move(work)]() mutable { work(*table); });
+        }
+    }
     /// Drops everything from now on.
     void close();
 

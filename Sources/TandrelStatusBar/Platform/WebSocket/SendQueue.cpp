@@ -41,10 +41,19 @@ std::optional<SendQueue::Message> SendQueue::pop() {
     if (messages_.empty()) {
         return std::nullopt;
     }
-    Message message = std::move(messages_.front());
-    messages_.pop_front();
+    Message message = std::move(messages_[first_]);
+    ++first_;
     bytes_ -= cost(message);
+    // Moving what waits pays only when it frees at least as much as it moves.
+    if (2 * first_ >= messages_.size()) {
+        dropTaken();
+    }
     return message;
+}
+
+void SendQueue::dropTaken() {
+    messages_.erase(messages_.begin(), messages_.begin() + static_cast<std::ptrdiff_t>(first_));
+    first_ = 0;
 }
 
 std::optional<SendQueue::Time> SendQueue::oldest() const {
@@ -52,7 +61,7 @@ std::optional<SendQueue::Time> SendQueue::oldest() const {
     if (messages_.empty()) {
         return std::nullopt;
     }
-    return messages_.front().since;
+    return messages_[first_].since;
 }
 
 bool SendQueue::hasOverflowed() const {
@@ -60,8 +69,9 @@ bool SendQueue::hasOverflowed() const {
     return overflowed_;
 }
 
-std::deque<SendQueue::Message> SendQueue::close() {
+std::vector<SendQueue::Message> SendQueue::close() {
     const std::lock_guard lock(mutex_);
+    dropTaken();
     closed_ = true;
     bytes_ = 0;
     return std::exchange(messages_, {});

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -46,12 +45,16 @@ public:
     /// Whether a message was refused for lack of room.
     [[nodiscard]] bool hasOverflowed() const;
     /// Refuses everything from now on; yields what waited.
-    [[nodiscard]] std::deque<Message> close();
+    [[nodiscard]] std::vector<Message> close();
 
 private:
+    void dropTaken();
+
     mutable std::mutex mutex_;
     const std::size_t capacity_;
-    std::deque<Message> messages_;
+    /// The oldest is at `first_`; the memory stays, so that a steady flow allocates nothing.
+    std::vector<Message> messages_;
+    std::size_t first_ = 0;
     std::size_t bytes_ = 0;
     bool wakePending_ = false;
     bool overflowed_ = false;
