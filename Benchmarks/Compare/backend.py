@@ -15,8 +15,6 @@ from dataclasses import dataclass
 
 EMAIL = 'meter@quorvane.example'
 PASSWORD = 'meter'
-# Every desktop has these in memory anyway.
-COMMON_LIBRARIES = ('libc.so', 'ld-linux', 'libm.so')
 
 
 class NotMeasured(Exception):
@@ -48,19 +46,25 @@ class Message:
     arrival: int
 
 
-def copy_libraries(program, folder):
-    """Copies what the program is linked with, for it alone: pages that it would share with a measured
-    program would make that one look smaller than it is beside no such backend."""
+def copy_libraries(programs, folder, is_copied):
+    """Copies libraries that the programs load, for them alone, and returns the variables by which they
+    find them: pages that several programs share count only in part for each."""
     folder.mkdir()
-    listing = subprocess.run(['ldd', program], capture_output=True, text=True, check=True).stdout
-    for path in re.findall(r'=> (/\S+)', listing):
-        if not os.path.basename(path).startswith(COMMON_LIBRARIES):
-            shutil.copy(path, folder)
+    for program in programs:
+        listing = subprocess.run(['ldd', program], capture_output=True, text=True, check=True).stdout
+        for path in re.findall(r'=> (/\S+)', listing):
+            name = os.path.basename(path)
+            if is_copied(name) and not (folder / name).exists():
+                shutil.copy(path, folder)
     return {'LD_LIBRARY_PATH': str(folder)}
 
 
 class Backend:
     def __init__(self, binaries, folder):
+        def is_own(library):
+            # Every process has the C library.
+            return not library.startswith(('libc.so', 'ld-linux'))
+
         program = str(binaries / 'quorvane-tandrel-dev-backend')
         log = folder / 'backend.log'
         with open(log, 'w', encoding='utf-8') as output:
@@ -68,7 +72,7 @@ class Backend:
                 [program, '--port', '0', '--quiet', '--account', f'{EMAIL}:{PASSWORD}',
                  '--output', str(folder / 'received')],
                 stdout=output, stderr=output,
-                env=os.environ | copy_libraries(program, folder / 'libraries'))
+                env=os.environ | copy_libraries([program], folder / 'backend-libraries', is_own))
         address = await_condition(
             'the backend', lambda: re.search(r'listening on http://127.0.0.1:(\d+)\n',
                                              log.read_text()), 10)

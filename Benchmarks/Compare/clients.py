@@ -65,8 +65,9 @@ class Headless(StreamClient):
     def commands(self, stage, session):
         home = stage.folder / 'headless'
         home.mkdir(exist_ok=True)
-        self.environment = {'HOME': str(home), 'XDG_CONFIG_HOME': str(home / 'config'),
-                            'XDG_STATE_HOME': str(home / 'state')}
+        self.environment = stage.qt_alone | {'HOME': str(home),
+                                             'XDG_CONFIG_HOME': str(home / 'config'),
+                                             'XDG_STATE_HOME': str(home / 'state')}
         return [[str(stage.binaries / 'quorvane-tandrel-headless'), '--backend', stage.backend.url,
                  '--email', EMAIL, '--ephemeral', '--wait', '30', '--device', DEVICE]]
 

@@ -76,7 +76,7 @@ class BareTray:
 
     def measure(self, stage):
         command = [str(stage.binaries / 'quorvane-tandrel-bare-tray')]
-        with Processes([command], stage.log(self.key)) as processes:
+        with Processes([command], stage.log(self.key), stage.qt_alone) as processes:
             await_condition('the icon', icon_place, 10, 0.05)
             time.sleep(SETTLING)
             stage.measure_memory('pss_idle', self.key, processes)
@@ -95,6 +95,7 @@ class BareStreamer(StreamClient):
         self._has_meter = has_meter
 
     def commands(self, stage, session):
+        self.environment = stage.qt_alone
         return [[str(stage.binaries / 'quorvane-tandrel-bare-streamer'), '--port',
                  str(stage.backend.port), '--token', session.token, '--device', DEVICE]]
 
@@ -116,11 +117,10 @@ class App:
 
     def measure(self, stage):
         home = stage.folder / 'home'
-        environment = {'TANDREL_TEST_ADDRESS': stage.backend.url, 'HOME': str(home),
-                       'XDG_CONFIG_HOME': str(home / 'config'),
-                       'XDG_STATE_HOME': str(home / 'state'),
-                       'XDG_CACHE_HOME': str(home / 'cache'),
-                       'XDG_DATA_HOME': str(home / 'data')}
+        environment = stage.qt_alone | {
+            'TANDREL_TEST_ADDRESS': stage.backend.url, 'HOME': str(home),
+            'XDG_CONFIG_HOME': str(home / 'config'), 'XDG_STATE_HOME': str(home / 'state'),
+            'XDG_CACHE_HOME': str(home / 'cache'), 'XDG_DATA_HOME': str(home / 'data')}
         home.mkdir(exist_ok=True)
         program = str(stage.binaries / 'quorvane-tandrel-under-test')
 

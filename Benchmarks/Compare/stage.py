@@ -5,10 +5,11 @@ import os
 import signal
 import subprocess
 import time
+from pathlib import Path
 
 import clicks
 import delay
-from backend import Backend, NotMeasured, await_condition
+from backend import Backend, NotMeasured, await_condition, copy_libraries
 from figures import quantile
 from machine import NoiseWatch
 from processes import family, growth, proportional_set_size, use_of
@@ -126,6 +127,11 @@ class Stage:
         self.seconds = seconds
         self.results = results
         self._sound_server = sound_server
+        # So that their memory is what it is where no other program uses Qt, whatever runs here.
+        self.qt_alone = copy_libraries(
+            [binaries / 'quorvane-tandrel-under-test', *binaries.parent.glob('lib/**/*.so'),
+             *Path('/usr/lib').glob('*/qt6/plugins/platforms/libqxcb.so')],
+            folder / 'qt', lambda library: library.startswith(('libQt6', 'libicu')))
         self.backend = Backend(binaries, folder)
         self._microphone = Microphone(binaries, folder)
 
@@ -159,6 +165,7 @@ class Stage:
         ended = time.monotonic_ns()
         is_noisy = watch.is_noisy()
         span = (ended - began) / 1e9
+        memory = proportional_set_size(processes.pids())
 
         def add(metric, number):
             self.results.add(metric, candidate, number, is_noisy)
@@ -169,7 +176,7 @@ class Stage:
         add('server_cpu', growth(server_before.cpu, server_after.cpu) / span * 60)
         add('wakeups_streaming', growth(before.wakeups, after.wakeups) / span)
         add('switches_streaming', growth(before.switches, after.switches) / span)
-        add('pss_streaming', proportional_set_size(processes.pids()))
+        self.results.add('pss_streaming', candidate, memory)
 
     def _delays(self, session, began, ended):
         messages = self.backend.messages(session)

@@ -11,6 +11,8 @@ namespace {
 constexpr double framesPerSecond = 16'000;
 constexpr double bytesPerFrame = 2;
 constexpr std::uint64_t bytesPerMillisecond = 32;
+/// A sample may arrive before it counts as spoken: a virtual sink plays a block ahead.
+constexpr double mostAhead = 0.1;
 
 } // namespace
 
@@ -75,8 +77,8 @@ std::vector<double> microphoneDelays(const std::vector<MessageRecord>& arrived,
     // The round of the reference in which the stream began: the last one that lies before the
     // first arrival.
     const double newest = offsetFrames + static_cast<double>(arrived.front().bytes) / bytesPerFrame;
-    const double rounds =
-        std::floor((secondsSinceStart(arrived.front()) * framesPerSecond - newest) / loopFrames);
+    const double rounds = std::floor(
+        ((secondsSinceStart(arrived.front()) + mostAhead) * framesPerSecond - newest) / loopFrames);
     double position = offsetFrames + rounds * loopFrames;
     for (const MessageRecord& message : arrived) {
         const double frames = static_cast<double>(message.bytes) / bytesPerFrame;

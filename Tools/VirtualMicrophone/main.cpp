@@ -5,17 +5,20 @@
 //   quorvane-tandrel-virtual-microphone --sink NAME --timing FILE REFERENCE.wav
 //
 // The timing file holds one line: the CLOCK_MONOTONIC time, in nanoseconds, at which sample 0 was
-// played. It is written anew as the estimate improves.
+// played, for a clock that runs as the server's does now. It is written anew every second or two:
+// the server rounds its times, so that its clock is some millionths slow.
 
 #include "WavFile.h"
 
 #include <pulse/pulseaudio.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <deque>
 #include <exception>
 #include <fstream>
 #include <stdexcept>
@@ -30,6 +33,13 @@ std::int64_t monotonicNanoseconds() {
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
+
+/// Frames that are written at once: as many as fit one of the server's blocks of memory. Where a
+/// block ends, the sink plays a little more than its turn and pauses for longer after it, which
+/// shifts every listener's buffers; whole buffers of 1023 frames are shifted least.
+constexpr std::size_t portion = 15UL * 1023UL;
+/// How many of the latest estimates count.
+constexpr std::size_t estimates = 9;
 
 class Speaker {
 public:
@@ -107,9 +117,9 @@ private:
             this);
         pa_buffer_attr buffer{};
         buffer.maxlength = static_cast<std::uint32_t>(-1);
-        buffer.tlength = static_cast<std::uint32_t>(pa_usec_to_bytes(200'000, &format));
+        buffer.tlength = 3 * portion * sizeof(float);
         buffer.prebuf = static_cast<std::uint32_t>(-1);
-        buffer.minreq = static_cast<std::uint32_t>(-1);
+        buffer.minreq = portion * sizeof(float);
         buffer.fragsize = static_cast<std::uint32_t>(-1);
         const auto flags =
             static_cast<pa_stream_flags_t>(PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE);
@@ -120,13 +130,13 @@ private:
     }
 
     void write(std::size_t bytes) {
-        std::size_t samples = bytes / sizeof(float);
-        while (samples > 0) {
-            const std::size_t count = std::min(samples, wav_.samples.size() - position_);
-            pa_stream_write(stream_, wav_.samples.data() + position_, count * sizeof(float),
-                            nullptr, 0, PA_SEEK_RELATIVE);
-            position_ = (position_ + count) % wav_.samples.size();
-            samples -= count;
+        std::array<float, portion> samples{};
+        for (; bytes >= sizeof samples; bytes -= sizeof samples) {
+            for (float& sample : samples) {
+                sample = wav_.samples[position_];
+                position_ = (position_ + 1) % wav_.samples.size();
+            }
+            pa_stream_write(stream_, samples.data(), sizeof samples, nullptr, 0, PA_SEEK_RELATIVE);
         }
     }
 
@@ -147,7 +157,10 @@ private:
         const auto start = then + static_cast<std::int64_t>(timing->sink_usec) * 1000 -
                            static_cast<std::int64_t>(playedSeconds * 1e9);
         starts_.push_back(start);
-        auto sorted = starts_;
+        if (starts_.size() > estimates) {
+            starts_.pop_front();
+        }
+        std::vector<std::int64_t> sorted(starts_.begin(), starts_.end());
         const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
         std::nth_element(sorted.begin(), middle, sorted.end());
         std::ofstream(timingPath_, std::ios::trunc) << *middle << '\n';
@@ -162,7 +175,7 @@ private:
     std::string sink_;
     std::string timingPath_;
     std::size_t position_ = 0;
-    std::vector<std::int64_t> starts_;
+    std::deque<std::int64_t> starts_;
     pa_mainloop* mainLoop_;
     pa_context* context_ = nullptr;
     pa_stream* stream_ = nullptr;
