@@ -53,8 +53,9 @@ def main():
     results = Results()
     chosen = [candidate for candidate in candidates() if only & set(candidate.keys)]
     description = machine.description(PACKAGES)
-    print(f'{description["processor"]}, {description["processors"]} processors; '
-          f'{options.rounds} rounds, {options.seconds:g} s of each stream', flush=True)
+    conditions = (f'{description["processor"]}, {description["processors"]} processors; '
+                  f'{options.rounds} rounds, {options.seconds:g} s of each stream')
+    print(conditions, flush=True)
     stage = Stage(options.binaries, options.folder, options.sound_server, options.seconds, results)
     try:
         rounds.run(stage, chosen, options.rounds)
@@ -66,7 +67,7 @@ def main():
     if options.json:
         record.write(options.json, document)
     if options.svg:
-        options.svg.write_text(plot.draw(results), encoding='utf-8')
+        options.svg.write_text(plot.draw(results, f'{conditions}. {plot.MARKS}'), encoding='utf-8')
     return 0 if results.rows else 1
 
 

@@ -4,6 +4,7 @@ from xml.sax.saxutils import escape
 
 from metrics import CANDIDATES, METRICS
 
+MARKS = 'Bars are medians, lines reach from the least to the most; !: never without other work.'
 SHOWN = ['cpu', 'pss_streaming', 'delay_median', 'first_audio', 'start_to_tray', 'later_click']
 COLUMNS = 2
 WIDTH = 474
@@ -54,8 +55,8 @@ def panel(metric, rows, left, top):
     return text
 
 
-def draw(results):
-    """The picture's text."""
+def draw(results, caption):
+    """The picture's text; the caption says what the figures depend on."""
     metrics = [metric for key in SHOWN for metric in METRICS
                if metric.key == key and results.rows.get(key)]
     text = []
@@ -65,6 +66,8 @@ def draw(results):
         for column, metric in enumerate(line):
             text += panel(metric, results.rows[metric.key], GAP + column * (WIDTH + GAP), top)
         top += HEAD + ROW * max(len(results.rows[metric.key]) for metric in line) + GAP
+    text.append(f'<text class="figure" x="{GAP}" y="{top}">{escape(caption)}</text>')
+    top += GAP
     width = GAP + COLUMNS * (WIDTH + GAP)
     return '\n'.join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{top}" '

@@ -21,6 +21,16 @@ class AFamily(unittest.TestCase):
         self.assertIn(os.getpid(), processes.family({os.getppid()}))
 
 
+    def test_holds_grandchildren_wherever_they_went(self):
+        script = ('import subprocess; '
+                  'subprocess.Popen(["sh", "-c", "echo $$; exec cat"], start_new_session=True).wait()')
+        with subprocess.Popen([sys.executable, '-c', script], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE) as child:
+            grandchild = int(child.stdout.readline())
+            self.assertIn(grandchild, processes.family({os.getpid()}))
+            child.stdin.close()
+
+
 class UseOfProcesses(unittest.TestCase):
     def test_counts_processor_time_and_wakeups(self):
         before = processes.use_of({os.getpid()})

@@ -66,6 +66,9 @@ class ATable(unittest.TestCase):
         self.assertEqual(self.line('minimal'),
                          'minimal C++ client (the floor) 0.270 0.260 to 0.280 3 1.00 x')
 
+    def test_has_every_ratio_to_the_first_row(self):
+        self.assertIn(' 1.33 x ', self.line('ours, popover'))
+
     def test_says_beside_ours_whether_the_goals_are_met(self):
         self.assertIn('at most 1.4 x minimal C++ client (the floor): met (1.33)',
                       self.line('ours, popover'))
@@ -86,7 +89,7 @@ class ATable(unittest.TestCase):
 
 class APicture(unittest.TestCase):
     def setUp(self):
-        self.tree = xml.etree.ElementTree.fromstring(plot.draw(some_results()))
+        self.tree = xml.etree.ElementTree.fromstring(plot.draw(some_results(), 'A < B'))
 
     def bars(self, kind):
         return [float(bar.get('width')) for bar in self.tree.iter(f'{SVG}rect')
@@ -95,13 +98,13 @@ class APicture(unittest.TestCase):
     def test_has_a_bar_for_each_row_as_long_as_its_median(self):
         ours, (minimal, chromium) = self.bars('ours'), self.bars('peer')
         self.assertEqual(len(ours), 1)
-        self.assertAlmostEqual(ours[0] / chromium, 0.36 / 5.4, delta=0.01)
-        self.assertAlmostEqual(minimal / chromium, 0.27 / 5.4, delta=0.01)
+        self.assertAlmostEqual(ours[0] / chromium, 0.36 / 5.4, delta=0.001)
+        self.assertAlmostEqual(minimal / chromium, 0.27 / 5.4, delta=0.001)
 
-    def test_marks_what_is_noisy(self):
+    def test_marks_what_is_noisy_and_ends_with_its_caption(self):
         figures = [text.text for text in self.tree.iter(f'{SVG}text')
                    if text.get('class') == 'figure']
-        self.assertEqual(figures, ['0.270', '0.360', '5.400 !'])
+        self.assertEqual(figures, ['0.270', '0.360', '5.400 !', 'A < B'])
 
     def test_stays_on_its_page(self):
         width, height = (float(self.tree.get(side)) for side in ('width', 'height'))
@@ -110,8 +113,8 @@ class APicture(unittest.TestCase):
             self.assertLess(float(text.get('y')), height)
 
     def test_of_nothing_is_still_a_picture(self):
-        tree = xml.etree.ElementTree.fromstring(plot.draw(Results()))
-        self.assertEqual(list(tree.iter(f'{SVG}text')), [])
+        tree = xml.etree.ElementTree.fromstring(plot.draw(Results(), ''))
+        self.assertEqual(list(tree.iter(f'{SVG}rect'))[1:], [])
 
 
 class ARecord(unittest.TestCase):
