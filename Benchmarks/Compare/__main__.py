@@ -61,7 +61,7 @@ def main():
         rounds.run(stage, chosen, options.rounds)
     finally:
         stage.stop()
-    print(f'Medians with the least and the most. {machine.CRITERION}')
+    print('Median, least and most, how many, ratio to the first row, goals.', machine.CRITERION)
     print('\n'.join(table.lines(results)))
     document = record.as_document(results, description, options.rounds, options.seconds)
     if options.json:

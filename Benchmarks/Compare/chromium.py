@@ -46,8 +46,7 @@ class Chromium:
         began = time.monotonic_ns()
         page.tell(f'start {stage.backend.url.replace("http", "ws")}/tandrel-stream'
                   f'?token={session.token}')
-        stage.results.add('first_audio', self.key,
-                          stage.await_first_audio(session, began, processes))
+        stage.measure_first_audio(self.key, session, began, processes)
         stage.measure_stream(self.key, processes, session)
         page.tell('meter')
         time.sleep(0.5)

@@ -38,11 +38,12 @@ class StreamClient:
             began = time.monotonic_ns()
             with Processes(self.commands(stage, session), stage.log(self.key), self.environment,
                            self.first_input) as processes:
-                first_audio = stage.await_first_audio(session, began, processes)
+                if self.starts_at_once:
+                    stage.measure_first_audio(self.key, session, began, processes)
+                else:
+                    stage.await_stream(session, processes)
                 self.prepare(processes)
                 stage.measure_stream(self.key, processes, session)
-                if self.starts_at_once:
-                    stage.results.add('first_audio', self.key, first_audio)
                 stage.measure_stop(self.key, session, processes.ask_to_end)
         finally:
             # A stream that was lost would be found pending by the next candidate.

@@ -186,8 +186,7 @@ class App:
     def _measure_stream(self, stage, processes, session, hand_over):
         began = time.monotonic_ns()
         hand_over('--start')
-        stage.results.add('first_audio', self.key,
-                          stage.await_first_audio(session, began, processes))
+        stage.measure_first_audio(self.key, session, began, processes)
         # The start command has opened the popover.
         expect_popover(processes, True)
         close_popover(processes)

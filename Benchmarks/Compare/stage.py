@@ -142,13 +142,19 @@ class Stage:
     def log(self, candidate):
         return self.folder / f'{candidate}.log'
 
-    def await_first_audio(self, session, began, processes):
-        """Waits until the stream is well under way; ms from `began` to its first message's arrival."""
+    def await_stream(self, session, processes):
+        """Waits until the stream is well under way; when its first message arrived."""
         def has_settled():
             processes.check()
             return self.backend.message_count(session) >= SETTLED_MESSAGES
         await_condition('the stream', has_settled, STREAM_LIMIT, 0.05)
-        return (self.backend.messages(session)[0].arrival - began) / 1e6
+        return self.backend.messages(session)[0].arrival
+
+    def measure_first_audio(self, candidate, session, began, processes):
+        """ms from `began`, a moment ago, to the first message's arrival."""
+        watch = NoiseWatch()
+        first = self.await_stream(session, processes)
+        self.results.add('first_audio', candidate, (first - began) / 1e6, watch.is_noisy())
 
     def measure_stream(self, candidate, processes, session):
         """What the candidate uses during so many seconds, and how old its sound arrives."""
