@@ -84,6 +84,8 @@ public:
 
     /// Whether sound flows, all the way.
     [[nodiscard]] bool isWell() const;
+    /// Of the microphone as it is now.
+    [[nodiscard]] std::uint32_t rate() const;
     [[nodiscard]] Clock::Duration elapsed() { return outside_.clock().elapsed(); }
 
     // What has come of it.
@@ -106,7 +108,6 @@ private:
     void answerForTheNetwork();
     void answerForTheSoundSystem();
     void captureStarted();
-    [[nodiscard]] std::uint32_t rate() const;
 
     StreamingFixture outside_;
     EnduranceSocket socket_;
