@@ -66,4 +66,6 @@ GOALS = [
     Goal('pss_streaming', 'ours', 'chromium', 1 / 12),
     Goal('start_to_tray', 'ours', 'bare_tray', 1.15),
     Goal('wakeups_idle', 'ours', None, 0),
+    # None but the sound's own: the window adds nothing.
+    Goal('wakeups_streaming', 'ours', 'headless', 1.05),
 ]

@@ -5,6 +5,7 @@ import platform
 import resource
 import subprocess
 import time
+from dataclasses import dataclass
 
 from processes import PROC, cpu_seconds, family, read
 
@@ -17,32 +18,44 @@ CRITERION = (f'noisy: other processes used more than {MOST_BY_OTHERS:.0%} of one
 TICKS = os.sysconf('SC_CLK_TCK')
 
 
+@dataclass(frozen=True)
+class Moment:
+    """Of all processors together since the machine's start, and of our processes, in seconds."""
+
+    at: float
+    without_processes: float
+    stolen: float
+    own: float
+
+
+def noise_between(earlier, later, processors):
+    """Whether others had more than their share between two moments."""
+    span = later.at - earlier.at
+    busy = processors * span - (later.without_processes - earlier.without_processes)
+    others = busy - (later.own - earlier.own)
+    return others > MOST_BY_OTHERS * span or later.stolen - earlier.stolen > MOST_STOLEN * span
+
+
 class NoiseWatch:
     """Looks at what processes that are not part of the measurement use from its creation on. Those
     that descend from the measuring script are part of it."""
 
     def __init__(self):
         self._root = os.getppid()
-        self._began = time.monotonic()
-        self._busy, self._stolen = self._machine()
-        self._own = self._own_seconds()
+        self._began = self._look()
 
     def is_noisy(self):
-        span = time.monotonic() - self._began
-        busy, stolen = self._machine()
-        others = (busy - self._busy) - (self._own_seconds() - self._own)
-        return others > MOST_BY_OTHERS * span or stolen - self._stolen > MOST_STOLEN * span
+        return noise_between(self._began, self._look(), os.cpu_count())
 
-    @staticmethod
-    def _machine():
-        """Seconds that processes have used, and seconds that the hypervisor has taken."""
-        user, nice, system, _, _, _, _, stolen = map(int, read(PROC / 'stat').split()[1:9])
-        return (user + nice + system) / TICKS, stolen / TICKS
-
-    def _own_seconds(self):
+    def _look(self):
+        # What is used is only sampled by the clock's ticks, and short bursts escape those; how long
+        # the processors are idle is known exactly.
+        _, _, _, idle, waiting, interrupts, later_interrupts, stolen = (
+            int(ticks) / TICKS for ticks in read(PROC / 'stat').split()[1:9])
         ended = resource.getrusage(resource.RUSAGE_CHILDREN)
         alive = sum(cpu_seconds(pid) for pid in family({self._root}))
-        return alive + ended.ru_utime + ended.ru_stime
+        return Moment(time.monotonic(), idle + waiting + interrupts + later_interrupts + stolen,
+                      stolen, alive + ended.ru_utime + ended.ru_stime)
 
 
 def version_of(package):

@@ -171,7 +171,6 @@ class Stage:
         ended = time.monotonic_ns()
         is_noisy = watch.is_noisy()
         span = (ended - began) / 1e9
-        memory = proportional_set_size(processes.pids())
 
         def add(metric, number):
             self.results.add(metric, candidate, number, is_noisy)
@@ -182,7 +181,7 @@ class Stage:
         add('server_cpu', growth(server_before.cpu, server_after.cpu) / span * 60)
         add('wakeups_streaming', growth(before.wakeups, after.wakeups) / span)
         add('switches_streaming', growth(before.switches, after.switches) / span)
-        self.results.add('pss_streaming', candidate, memory)
+        self.measure_memory('pss_streaming', candidate, processes)
 
     def _delays(self, session, began, ended):
         messages = self.backend.messages(session)
@@ -218,7 +217,11 @@ class Stage:
                          growth(before.switches, after.switches) / seconds, is_noisy)
 
     def measure_memory(self, metric, candidate, processes):
-        self.results.add(metric, candidate, proportional_set_size(processes.pids()))
+        try:
+            self.results.add(metric, candidate, proportional_set_size(processes.pids()))
+        except PermissionError:
+            # A sandboxed process shows its memory to root only.
+            self.results.fail(candidate, 'its memory may be looked at by root only')
 
     def measure_stop(self, candidate, session, stop):
         """Seconds from the command to the end of the stream at the server."""

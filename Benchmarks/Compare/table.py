@@ -54,6 +54,6 @@ def absence_lines(results):
         if not reasons:
             continue
         measured = any(candidate.key in rows for rows in results.rows.values())
-        what = f'{len(reasons)} round(s) not measured' if measured else 'not measured'
+        what = f'{len(reasons)} time(s) not measured' if measured else 'not measured'
         text.append(f'  {candidate.name:<31} {what}: {reasons[0]}')
     return ['', 'Without figures:'] + text if text else []

@@ -80,10 +80,10 @@ class ATable(unittest.TestCase):
         self.assertEqual(self.line('ffmpeg'),
                          'ffmpeg and Node not measured: ffmpeg is not installed')
 
-    def test_says_that_some_rounds_are_missing(self):
+    def test_says_that_some_figures_are_missing(self):
         results = some_results()
         results.fail('ours', 'the stream: not within 20 s')
-        self.assertIn('1 round(s) not measured: the stream: not within 20 s',
+        self.assertIn('1 time(s) not measured: the stream: not within 20 s',
                       '\n'.join(table.lines(results)))
 
 
