@@ -66,7 +66,7 @@ def main():
         COMMITTED.write_text(format_record(present))
         return 0
     lines, code = judge(parse_record(COMMITTED.read_text()), present)
-    print(*lines, sep="\n", file=sys.stderr)
+    print("\n".join(lines or ["All as committed."]))
     return code
 
 
