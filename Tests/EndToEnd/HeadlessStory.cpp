@@ -28,7 +28,7 @@ std::vector<float> sawtooth() {
 
 std::filesystem::path newFolder(const std::string& name) {
     static int count = 0;
-    const std::filesystem::path folder =
+    std::filesystem::path folder =
         std::filesystem::path(std::getenv("HOME")) / (name + std::to_string(++count));
     std::filesystem::create_directories(folder);
     return folder;

@@ -89,9 +89,11 @@ double measureFrequency(std::span<const double> samples, double nearly, double r
     // The loudest frequency first: a phase alone is known up to whole turns only, and would take
     // any tone for one that is nearly right.
     const double step = rate / static_cast<double>(4 * window);
+    const auto steps = std::lround(nearly / 4 / step);
     double frequency = nearly;
     double loudest = 0;
-    for (double candidate = nearly * 0.75; candidate <= nearly * 1.25; candidate += step) {
+    for (long number = -steps; number <= steps; ++number) {
+        const double candidate = nearly + static_cast<double>(number) * step;
         const double loudness = std::abs(component(samples.first(window), candidate, rate));
         if (loudness > loudest) {
             loudest = loudness;
