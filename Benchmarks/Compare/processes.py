@@ -30,8 +30,8 @@ def _parents_and_sessions():
 
 
 def family(leaders):
-    """The leaders, all that descends from them, and all in the sessions that they lead: a browser's
-    helpers detach from their parents."""
+    """The leaders, all that descends from them, and all in the sessions that they lead: some of a
+    browser's processes leave their parents."""
     table = _parents_and_sessions()
     leaders = set(leaders)
     found = {pid for pid, (_, session) in table.items() if pid in leaders or session in leaders}
