@@ -523,6 +523,20 @@ TEST_F(AudioCaptureServiceTest, WakesTheMainThreadForLevelsOnlyWhileSomebodyWatc
     EXPECT_EQ(wakeUpsForABuffer(), 0U);
 }
 
+TEST_F(AudioCaptureServiceTest, KeepsOnlyTheLatestLevelWhileNobodyWatches) {
+    service->startCapture(headset);
+    mainQueue.drain();
+    for (const float amplitude : {0.3F, 0.25F, 0.2F, 0.125F}) {
+        ASSERT_TRUE(input.push(std::vector<float>(1024, amplitude)));
+    }
+    EXPECT_EQ(mainQueue.size(), 1U) << "hours of it must not pile up";
+    mainQueue.drain();
+    EXPECT_EQ(service->audioLevel.value(), 0.375F);
+    ASSERT_TRUE(input.push(std::vector<float>(1024, 0.25F)));
+    mainQueue.drain();
+    EXPECT_EQ(service->audioLevel.value(), 0.75F);
+}
+
 TEST_F(AudioCaptureServiceTest, LevelsThatWaitAreDeliveredSoonAfterSomebodyComesToWatch) {
     service->startCapture(headset);
     ASSERT_TRUE(input.push(std::vector<float>(1024, 0.25F)));

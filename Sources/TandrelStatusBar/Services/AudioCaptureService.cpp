@@ -32,6 +32,14 @@ const char* kindName(CaptureFault::Kind kind) {
     return "unknown";
 }
 
+/// What the tap and the main thread share of the levels.
+struct LevelsOnTheirWay {
+    std::atomic<bool> isWatched{false};
+    std::atomic<float> latest{0.0F};
+    /// Whether `latest` is in the main queue already.
+    std::atomic<bool> isPosted{false};
+};
+
 /// Has what was posted without waking run soon: an action worth a wake-up takes it along.
 void deliverWaiting(MainQueue& mainQueue) {
     mainQueue.post([] {});
@@ -45,20 +53,25 @@ AudioCaptureService::AudioCaptureService(AudioInput& audioInput, MicrophonePermi
     , permission_(permission)
     , mainQueue_(mainQueue) {
     auto publish = lifetime_.guard([this](float level) { audioLevel.set(level); });
-    const auto isWatched = std::make_shared<std::atomic<bool>>(false);
-    // Every level is posted, but while nobody watches none is worth waking the main thread: that
-    // would happen at each buffer, for hours.
+    const auto levels = std::make_shared<LevelsOnTheirWay>();
     processor_ =
-        std::make_shared<CapturedBufferProcessor>([&mainQueue, publish, isWatched](float level) {
-            auto show = [publish, level]() mutable { publish(level); };
-            if (isWatched->load()) {
-                mainQueue.post(std::move(show));
-            } else {
-                mainQueue.postWithoutWaking(std::move(show));
+        std::make_shared<CapturedBufferProcessor>([&mainQueue, publish, levels](float level) {
+            if (levels->isWatched.load()) {
+                mainQueue.post([publish, level]() mutable { publish(level); });
+                return;
+            }
+            // Nobody watches, maybe for hours: then no level is worth waking the main thread, or
+            // being kept when the next one is there.
+            levels->latest.store(level);
+            if (!levels->isPosted.exchange(true)) {
+                mainQueue.postWithoutWaking([publish, levels]() mutable {
+                    levels->isPosted.store(false);
+                    publish(levels->latest.load());
+                });
             }
         });
-    audioLevel.setOnWatched([&mainQueue, isWatched](bool watched) {
-        isWatched->store(watched);
+    audioLevel.setOnWatched([&mainQueue, levels](bool watched) {
+        levels->isWatched.store(watched);
         deliverWaiting(mainQueue);
     });
 }
