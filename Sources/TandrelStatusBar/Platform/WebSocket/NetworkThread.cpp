@@ -12,11 +12,6 @@ constexpr int endLimitMs = 1000;
 
 } // namespace
 
-void NetworkMailbox::close() {
-    const std::lock_guard lock(mutex_);
-    table_ = nullptr;
-}
-
 NetworkThread::NetworkThread()
     : thread_(std::make_unique<QThread>())
     , table_(std::make_unique<ConnectionTable>())
@@ -28,12 +23,11 @@ NetworkThread::NetworkThread()
 
 NetworkThread::~NetworkThread() {
     // The table ends on its own thread, where its sockets and timers live.
-    mailbox_->post([thread = thread_.get(), table = table_.get()](ConnectionTable&) {
-        table->deleteLater();
-        QObject::connect(table, &QObject::destroyed, thread, &QThread::quit, Qt::DirectConnection);
+    mailbox_->close([thread = thread_.get()](ConnectionTable& table) {
+        table.deleteLater();
+        QObject::connect(&table, &QObject::destroyed, thread, &QThread::quit, Qt::DirectConnection);
     });
     (void)table_.release();
-    mailbox_->close();
     if (!thread_->wait(QDeadlineTimer(endLimitMs))) {
         // Stuck in the system: destroying a running QThread would abort the program, so it is left
         // to the end of the process.

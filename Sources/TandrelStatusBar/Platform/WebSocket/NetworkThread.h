@@ -22,14 +22,25 @@ public:
     template <typename Work>
     void post(Work work) {
         const std::lock_guard lock(mutex_);
+        postLocked(std::move(work));
+    }
+
+    /// As `post` for the last time: everything is dropped from now on.
+    template <typename Work>
+    void close(Work work) {
+        const std::lock_guard lock(mutex_);
+        postLocked(std::move(work));
+        table_ = nullptr;
+    }
+
+private:
+    template <typename Work>
+    void postLocked(Work work) {
         if (table_ != nullptr) {
             table_->post([table = table_, work = std::move(work)]() mutable { work(*table); });
         }
     }
-    /// Drops everything from now on.
-    void close();
 
-private:
     std::mutex mutex_;
     ConnectionTable* table_;
 };
