@@ -2,6 +2,7 @@
 
 #include "Platform/GLib/GLibPointers.h"
 #include "Platform/GLib/SessionBus.h"
+#include "Platform/SecretService/SecretValuePointer.h"
 
 #include <libsecret/secret.h>
 
@@ -16,9 +17,6 @@ using glib::ObjectPointer;
 
 struct HashTableUnref {
     void operator()(GHashTable* table) const { g_hash_table_unref(table); }
-};
-struct ValueUnref {
-    void operator()(SecretValue* value) const { secret_value_unref(value); }
 };
 
 ObjectPointer<SecretService> openService(glib::Error& error) {
@@ -70,7 +68,7 @@ std::optional<std::string> valueOf(SecretItem& item, glib::Error& error) {
         secret_item_load_secret_sync(&item, nullptr, error.out()) == FALSE) {
         return std::nullopt;
     }
-    const std::unique_ptr<SecretValue, ValueUnref> secret(secret_item_get_secret(&item));
+    const SecretValuePointer secret(secret_item_get_secret(&item));
     if (!secret) {
         return std::nullopt;
     }

@@ -4,6 +4,7 @@
 #include "Platform/GLib/ContextScope.h"
 #include "Platform/GLib/GLibPointers.h"
 #include "Platform/GLib/SessionBus.h"
+#include "Platform/SecretService/SecretValuePointer.h"
 
 #include <libsecret/secret.h>
 
@@ -56,12 +57,6 @@ private:
     };
     std::unique_ptr<GHashTable, Unref> table_;
 };
-
-struct ValueUnref {
-    void operator()(SecretValue* value) const { secret_value_unref(value); }
-};
-/// libsecret keeps the bytes in memory that is not swapped out, and wipes them when it goes.
-using ValuePointer = std::unique_ptr<SecretValue, ValueUnref>;
 
 using Items = std::vector<ObjectPointer<SecretItem>>;
 
@@ -226,7 +221,7 @@ CredentialStatus SecretServiceStore::add(std::string_view service, std::string_v
                                          std::string_view value) {
     const Attributes attributes(service, account);
     const std::string label = "Quorvane Tandrel (" + std::string(account) + ')';
-    const ValuePointer secret(
+    const SecretValuePointer secret(
         secret_value_new(value.empty() ? "" : value.data(), static_cast<gssize>(value.size()),
                          isValidUtf8(value) ? "text/plain" : "application/octet-stream"));
     return keyring_->run([&](SecretService& connection, glib::Error& error) -> Outcome {
@@ -274,7 +269,7 @@ CredentialStatus SecretServiceStore::copyMatching(std::string_view service,
         if (secret_item_load_secret_sync(item, nullptr, error.out()) == FALSE) {
             return std::nullopt;
         }
-        const ValuePointer secret(secret_item_get_secret(item));
+        const SecretValuePointer secret(secret_item_get_secret(item));
         if (!secret) {
             return CredentialStatus::unavailable;
         }
