@@ -171,6 +171,16 @@ protected:
             << "left behind: " << difference();
     }
 
+    /// Qt asks by another `connect` whether the first has succeeded. When the reset comes before
+    /// that, it gets the error and calls a third time, which the system takes for a new connection:
+    /// nothing was lost, and there is nothing to retry.
+    static bool isDialledAgain(StreamWorld& world) {
+        EXPECT_TRUE(world.runUntil([&] {
+            return !world.lastLoss().empty() || world.state() == ConnectionState::connected();
+        }));
+        return world.state() == ConnectionState::connected();
+    }
+
     /// One loss, however it comes, is retried after a second, and the stream goes on.
     static void expectRetry(StreamWorld& world, const StreamBackend& backend) {
         ASSERT_TRUE(world.awaitLosses(1));
@@ -312,6 +322,10 @@ TEST_F(StreamFaults, AConnectionThatBreaksIsRetriedWhereverItBreaks) {
             const StreamBackend backend({breaks[place]});
             StreamWorld world(backend);
             world.service.connect("token");
+            if (place == 0 && end == End::rst && isDialledAgain(world)) {
+                EXPECT_EQ(backend.connectionCount(), 2U);
+                continue;
+            }
             expectRetry(world, backend);
             EXPECT_THAT(world.lastLoss(), StartsWith("[WS] disconnection closeCode=0 error="));
             EXPECT_THAT(world.lastLoss(), Not(HasSubstr("token")));
