@@ -49,6 +49,7 @@ class Chromium:
         stage.measure_first_audio(self.key, session, began, processes)
         stage.measure_stream(self.key, processes, session)
         page.tell('meter')
+        # Nothing tells that the meter moves; what its start costs is not a meter's use.
         time.sleep(0.5)
         stage.measure_stream('chromium_meter', processes, session)
         stage.measure_stop(self.key, session, lambda: page.tell('stop'))

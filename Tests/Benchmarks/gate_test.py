@@ -5,9 +5,9 @@ import unittest
 
 sys.path.insert(0, sys.argv.pop(1))
 
-from callgrind import read_profile  # noqa: E402
-from figures import Figure, Record, differences, format_record, parse_record  # noqa: E402
-from gate import EXIT_CANNOT_COMPARE, EXIT_MOVED, judge  # noqa: E402
+from callgrind import read_profile
+from figures import Figure, Record, differences, format_record, parse_record
+from gate import EXIT_CANNOT_COMPARE, EXIT_MOVED, judge
 
 PROFILE = """\
 # callgrind format
