@@ -17,8 +17,8 @@ from processes import family, growth, proportional_set_size, use_of
 DEVICE = 'virtual_microphone'
 # A stream that runs: past its first, more talkative, messages.
 SETTLED_MESSAGES = 47
-# How old a stream is when it is measured first. All are as old: the server's buffers are a little
-# shorter than a message, so how long a message waits for the rest of its sound swings over seconds.
+# How old a stream is when it is measured first. All are as old: where the server's portions are not
+# quite a recorder's buffers, how long a buffer waits for the rest of its sound swings over seconds.
 STREAM_AGE = 3.5
 FRAMES_PER_MESSAGE = 341
 MESSAGE_BYTES = 2 * FRAMES_PER_MESSAGE

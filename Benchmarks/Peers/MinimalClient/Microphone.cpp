@@ -61,8 +61,9 @@ void Microphone::openStream() {
         },
         this);
     constexpr auto serverChooses = static_cast<std::uint32_t>(-1);
+    // One frame more: PulseAudio reckons in whole microseconds, and would deliver one too few.
     const pa_buffer_attr buffer{serverChooses, serverChooses, serverChooses, serverChooses,
-                                static_cast<std::uint32_t>(bufferFrames_ * sizeof(float))};
+                                static_cast<std::uint32_t>((bufferFrames_ + 1) * sizeof(float))};
     const auto flags =
         static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
     const char* device = device_.empty() ? nullptr : device_.c_str();

@@ -1,5 +1,7 @@
 #include "Platform/PulseAudio/CaptureStream.h"
 
+#include "Platform/PulseAudio/FragmentLength.h"
+
 #include <utility>
 
 namespace tandrel::pulse {
@@ -119,7 +121,7 @@ bool CaptureStream::requestRecording() {
     buffering.prebuf = serversChoice;
     buffering.minreq = serversChoice;
     // A whole buffer: each smaller portion would wake this thread and the server once more.
-    buffering.fragsize = settings_.bufferFrames * frameBytes;
+    buffering.fragsize = fragmentBytes(settings_.sampleSpec, settings_.bufferFrames);
     // Without ADJUST_LATENCY a source may deliver in bursts of 2 s. With DONT_MOVE the stream ends
     // with its device, rather than recording another one.
     const auto flags =

@@ -9,17 +9,23 @@
 namespace tandrel {
 
 void ActionReceiver::post(Action action) {
-    const std::lock_guard lock(mutex_);
-    waiting_.push_back(std::move(action));
-    wake();
+    add(std::move(action), 1);
 }
 
 void ActionReceiver::postWithoutWaking(Action action, std::size_t wakingCount) {
-    const std::lock_guard lock(mutex_);
-    waiting_.push_back(std::move(action));
-    if (waiting_.size() >= wakingCount) {
-        wake();
+    add(std::move(action), wakingCount);
+}
+
+void ActionReceiver::add(Action&& action, std::size_t wakingCount) {
+    {
+        const std::lock_guard lock(mutex_);
+        waiting_.push_back(std::move(action));
+        if (waiting_.size() < wakingCount || std::exchange(wakeUpPosted_, true)) {
+            return;
+        }
     }
+    // With the lock free: the thread that this wakes wants it first of all.
+    QCoreApplication::postEvent(this, new WakeEvent);
 }
 
 void ActionReceiver::customEvent(QEvent* /*event*/) {
@@ -34,12 +40,6 @@ void ActionReceiver::customEvent(QEvent* /*event*/) {
         wakeUpPosted_ = false;
     }
     runBatch();
-}
-
-void ActionReceiver::wake() {
-    if (!std::exchange(wakeUpPosted_, true)) {
-        QCoreApplication::postEvent(this, new WakeEvent);
-    }
 }
 
 void ActionReceiver::runBatch() {

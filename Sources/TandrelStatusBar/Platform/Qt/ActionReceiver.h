@@ -29,7 +29,7 @@ protected:
     void customEvent(QEvent* event) override;
 
 private:
-    void wake();
+    void add(Action&& action, std::size_t wakingCount);
     void runBatch();
 
     std::mutex mutex_;

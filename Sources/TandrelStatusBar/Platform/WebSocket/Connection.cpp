@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <poll.h>
 #include <utility>
 
 namespace tandrel {
@@ -181,11 +182,18 @@ void Connection::pump() {
     }
 }
 
+bool Connection::mayHaveInput() const {
+    // Qt's own look tries to write as well, and costs several times as much.
+    pollfd file{static_cast<int>(socket_->socketDescriptor()), POLLIN, 0};
+    return file.fd < 0 || ::poll(&file, 1, 0) != 0;
+}
+
 void Connection::lookForInput() {
     // Behind a proxy, a look in vain while an inner socket still writes closes the connection
     // (Qt 6.4.2). What we write then does not go out before that, so there is time to look later.
     const bool isHarmful = isProxied_ && innerBacklog() > 0;
-    if (socket_ && !isHarmful && socket_->state() == QAbstractSocket::ConnectedState) {
+    if (socket_ && !isHarmful && socket_->state() == QAbstractSocket::ConnectedState &&
+        mayHaveInput()) {
         socket_->waitForReadyRead(0);
     }
 }

@@ -72,6 +72,7 @@ private:
     void handlePong(const std::string& payload);
     void checkForEnd();
     void writeOutput();
+    [[nodiscard]] bool mayHaveInput() const;
     void lookForInput();
     void sendPing();
     [[nodiscard]] qint64 innerBacklog() const;

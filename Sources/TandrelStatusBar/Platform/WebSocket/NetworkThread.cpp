@@ -1,5 +1,7 @@
 #include "Platform/WebSocket/NetworkThread.h"
 
+#include "Foundation/WakeUpPreemption.h"
+
 #include <QDeadlineTimer>
 #include <QString>
 
@@ -18,6 +20,8 @@ NetworkThread::NetworkThread()
     , mailbox_(std::make_shared<NetworkMailbox>(*table_)) {
     thread_->setObjectName(QStringLiteral("network"));
     table_->moveToThread(thread_.get());
+    // The sound's thread hands over a message just before it waits.
+    QObject::connect(thread_.get(), &QThread::started, renounceWakeUpPreemption);
     thread_->start();
 }
 
