@@ -1,5 +1,7 @@
 #include "Platform/WebSocket/FrameCodec.h"
 
+#include "Foundation/Utf8.h"
+
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -181,7 +183,8 @@ void FrameCodec::onFrameBytes(wslay_event_context* /*context*/,
         if (that.closePayload_.size() >= 2) {
             that.serverCloseCode_ = static_cast<unsigned char>(that.closePayload_[0]) * 256 +
                                     static_cast<unsigned char>(that.closePayload_[1]);
-            that.closeReceived_ = isLateRegisteredCode(that.serverCloseCode_);
+            that.closeReceived_ = isLateRegisteredCode(that.serverCloseCode_) &&
+                                  isValidUtf8(std::string_view(that.closePayload_).substr(2));
         }
     } else if (!wslay_is_ctrl_frame(that.frameOpcode_)) {
         that.message_.append(text(chunk->data, chunk->data_length));
