@@ -38,7 +38,7 @@ TEST(UpdateAddress, FollowsPlainHttpOnThisMachineFromThere) {
           "http://localhost.example/p.deb", "http://localhost:x@evil.example/p.deb",
           "http://127.0.0.1@evil.example/p.deb", "http://[::2]/p.deb", "http://10.0.0.1/p.deb",
           "http://127.256.0.1/p.deb", "http://127...1/p.deb", "http://127.0.0.1./p.deb",
-          "http://127.0.0.01/p.deb"}) {
+          "http://127.0.0.01/p.deb", "ftp://127.0.0.1/p.deb", "ws://localhost/p.deb"}) {
         EXPECT_FALSE(mayFollow(url, localFeed)) << url;
     }
 }

@@ -69,6 +69,16 @@ TEST_F(UpdateScheduleTest, AsksAtTheSecondStartAndNotAtTheFirst) {
     EXPECT_EQ(checks, 0) << "nobody agreed";
 }
 
+TEST_F(UpdateScheduleTest, AsksAtAStartAndAtNoOtherTime) {
+    start();
+    advance(1min);
+    ASSERT_TRUE(preferences.hasStarted());
+    // The user's answer is taken back, say by settings that were replaced.
+    schedule->answerChanged();
+    advance(hours(48));
+    EXPECT_EQ(questions, 0);
+}
+
 TEST_F(UpdateScheduleTest, AsksNoMoreOnceThereIsAnAnswer) {
     for (const bool answer : {false, true}) {
         preferences.noteStart();
