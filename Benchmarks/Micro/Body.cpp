@@ -7,7 +7,8 @@ namespace tandrel::bench {
 
 std::vector<Body> allBodies() {
     std::vector<Body> all;
-    for (auto* const subject : {soundBodies, streamBodies, textBodies, pollBodies, meterBodies}) {
+    for (auto* const subject : {soundBodies, streamBodies, textBodies, pollBodies, meterBodies,
+                                deviceBodies, commandBodies}) {
         std::vector<Body> bodies = subject();
         std::move(bodies.begin(), bodies.end(), std::back_inserter(all));
     }

@@ -19,6 +19,10 @@ struct Body {
     std::size_t unitsPerRun = 1;
     /// Makes all that the run needs, and which lives as long as the run does.
     std::function<Run()> prepare;
+    /// Runs that are counted, after half as many that are not. What happens at every hundredth or
+    /// two hundredth buffer happens as often in this many, wherever they begin; fewer do for long
+    /// runs without such things.
+    int countedRuns = 200;
 };
 
 // What there is to measure, by subject.
@@ -27,6 +31,8 @@ struct Body {
 [[nodiscard]] std::vector<Body> textBodies();
 [[nodiscard]] std::vector<Body> pollBodies();
 [[nodiscard]] std::vector<Body> meterBodies();
+[[nodiscard]] std::vector<Body> deviceBodies();
+[[nodiscard]] std::vector<Body> commandBodies();
 
 [[nodiscard]] std::vector<Body> allBodies();
 

@@ -33,12 +33,12 @@ Body levelOfABuffer() {
 }
 
 /// In and out again, of a ring of the length that the program has: 2 s at 48 kHz.
-Body throughTheRing() {
-    return {"ring", "buffer", 1, [] {
-                return [ring = std::make_shared<SampleRing>(std::size_t{2} * 48000),
-                        input = tone(grantedFrames),
+Body throughTheRing(std::string name, std::size_t channels) {
+    return {std::move(name), "buffer", 1, [channels] {
+                return [channels, ring = std::make_shared<SampleRing>(std::size_t{2} * 48000),
+                        input = tone(grantedFrames * channels),
                         output = std::vector<float>(grantedFrames)]() mutable {
-                    ring->push(input.data(), input.size(), 1);
+                    ring->push(input.data(), grantedFrames, channels);
                     ring->pop(output.data(), output.size());
                     benchmark::ClobberMemory();
                 };
@@ -90,7 +90,11 @@ Body conversion(const char* by, std::uint32_t rate,
 } // namespace
 
 std::vector<Body> soundBodies() {
-    std::vector<Body> bodies{levelOfABuffer(), throughTheRing()};
+    std::vector<Body> bodies{levelOfABuffer(), throughTheRing("ring", 1)};
+    for (const std::size_t channels : {2U, 4U, 8U}) {
+        bodies.push_back(
+            throughTheRing("ring/" + std::to_string(channels) + "-channels", channels));
+    }
     for (const std::uint32_t rate : inputRates) {
         bodies.push_back(conversion("", rate, converterRun));
         if (rate != outputRate) {

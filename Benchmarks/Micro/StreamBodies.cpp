@@ -1,6 +1,7 @@
 #include "Micro/Body.h"
 #include "Micro/OneThreadStream.h"
 #include "Micro/Tone.h"
+#include "Platform/GrantedBuffer.h"
 #include "Platform/SampleRing.h"
 #include "Platform/TapFeed.h"
 #include "Platform/WebSocket/FrameCodec.h"
@@ -15,15 +16,16 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace tandrel::bench {
 
 namespace {
 
-/// One granted buffer at 48 kHz, before and after its conversion.
-constexpr std::uint32_t bufferFrames = 1023;
+/// A granted buffer at 48 kHz after its conversion.
 constexpr std::size_t messageBytes = 682;
 
 /// What a message passes between the tap and the socket, and no more.
@@ -60,14 +62,18 @@ struct WholePath {
     test::FakeAudioInput input;
     test::FakeMicrophonePermission permission{unused};
     AudioCaptureService capture{input, permission, stream.mainQueue};
-    std::shared_ptr<SampleRing> ring = std::make_shared<SampleRing>(std::size_t{2} * 48000);
+    std::shared_ptr<SampleRing> ring;
     std::unique_ptr<TapFeed> feed;
-    std::vector<float> sound = tone(bufferFrames);
+    std::vector<float> sound;
 
-    WholePath() {
+    explicit WholePath(std::uint32_t rate)
+        : ring(std::make_shared<SampleRing>(std::size_t{2} * rate)) {
+        input.inputFormat.sampleRate = rate;
         capture.setOnAudioBuffer([this](Bytes data) { stream.sendAudioData(std::move(data)); });
         capture.startCapture({1, "Microphone", "microphone"});
-        feed = std::make_unique<TapFeed>(ring, bufferFrames, 48000, input.installedTap());
+        const std::uint32_t frames = grantCapture(rate, input.requestedBufferFrames()).bufferFrames;
+        sound = tone(frames);
+        feed = std::make_unique<TapFeed>(ring, frames, rate, input.installedTap());
     }
 
     void pass() {
@@ -76,6 +82,11 @@ struct WholePath {
         stream.finishRound();
     }
 };
+
+Body wholePath(std::string name, std::uint32_t rate) {
+    return {std::move(name), "buffer", 1,
+            [rate] { return [path = std::make_shared<WholePath>(rate)] { path->pass(); }; }};
+}
 
 } // namespace
 
@@ -90,8 +101,9 @@ std::vector<Body> streamBodies() {
                  stream->finishRound();
              };
          }},
-        {"stream", "buffer", 1,
-         [] { return [path = std::make_shared<WholePath>()] { path->pass(); }; }},
+        wholePath("stream", 48000),
+        wholePath("stream/44100", 44100),
+        wholePath("stream/192000", 192000),
     };
 }
 

@@ -1,9 +1,14 @@
 #include "DebugLog.h"
+#include "Foundation/LogFile.h"
 #include "Micro/Body.h"
 #include "Models/AuthModels.h"
 
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
 #include <string_view>
 
 namespace tandrel::bench {
@@ -25,10 +30,22 @@ Body decoding(const char* name, std::string_view json) {
             [json] { return [json] { benchmark::DoNotOptimize(decodeAnswer<Record>(json)); }; }};
 }
 
+constexpr std::string_view lineOfTheLog =
+    "[sendAudioData] #100 state=connected bytes=682 hasTask=true";
+
 Body logLine() {
-    return {"log", "line", 1, [] {
-                return [] {
-                    DebugLog::write("[sendAudioData] #100 state=connected bytes=682 hasTask=true");
+    return {"log", "line", 1, [] { return [] { DebugLog::write(lineOfTheLog); }; }};
+}
+
+/// At the end of a file that has grown already, as after months.
+Body logLine(std::size_t megabytes) {
+    const std::string name = "log/" + std::to_string(megabytes) + "-MB";
+    return {name, "line", 1, [megabytes] {
+                const auto path = std::filesystem::path(DebugLog::path())
+                                      .replace_filename(std::to_string(megabytes) + ".log");
+                std::ofstream(path, std::ios::binary) << std::string(megabytes * 1'000'000, '.');
+                return [file = std::make_shared<LogFile>(path.string())] {
+                    file->write(lineOfTheLog);
                 };
             }};
 }
@@ -36,7 +53,7 @@ Body logLine() {
 } // namespace
 
 std::vector<Body> textBodies() {
-    return {logLine(), decoding<LoginResponse>("json/login", loginReply),
+    return {logLine(), logLine(1), logLine(10), decoding<LoginResponse>("json/login", loginReply),
             decoding<TandrelSessionResponse>("json/session", pendingSession)};
 }
 
