@@ -32,6 +32,26 @@ TEST(SampleRing, TakesTheFirstChannel) {
     EXPECT_THAT(popAll(ring), ElementsAre(1, 2, 3));
 }
 
+TEST(SampleRing, TakesTheFirstOfAnyNumberOfChannelsInAnyPlaceOfTheRing) {
+    for (std::size_t channels = 1; channels <= 8; ++channels) {
+        SampleRing ring(64);
+        float next = 0;
+        float expected = 0;
+        // Odd ones, so that the ring's end comes anywhere within them.
+        for (std::size_t frames = 1; frames < ring.capacity(); frames += 2) {
+            std::vector<float> interleaved(frames * channels, -1.0F);
+            for (std::size_t frame = 0; frame < frames; ++frame) {
+                interleaved[frame * channels] = next++;
+            }
+            ring.push(interleaved.data(), frames, channels);
+            for (const float sample : popAll(ring)) {
+                ASSERT_EQ(sample, expected++) << channels << " channels, " << frames << " frames";
+            }
+        }
+        EXPECT_EQ(expected, next);
+    }
+}
+
 TEST(SampleRing, FillsHolesWithSilence) {
     SampleRing ring(8);
     const std::vector<float> samples{1, 2};

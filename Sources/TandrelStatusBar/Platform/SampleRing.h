@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 namespace tandrel {
@@ -27,12 +28,19 @@ public:
     void push(const float* interleaved, std::size_t frames, std::size_t channels) noexcept {
         append(frames, [interleaved, channels](float* to, std::size_t first, std::size_t count) {
             const float* from = interleaved + first * channels;
+            const auto takeEach = [=](auto stride) {
+                for (std::size_t frame = 0; frame < count; ++frame) {
+                    to[frame] = from[frame * stride];
+                }
+            };
             if (channels == 1) {
                 std::copy_n(from, count, to);
-                return;
-            }
-            for (std::size_t frame = 0; frame < count; ++frame) {
-                to[frame] = from[frame * channels];
+            } else if (channels == 2) {
+                // As many devices have: a stride that the compiler knows is taken several at a
+                // time.
+                takeEach(std::integral_constant<std::size_t, 2>());
+            } else {
+                takeEach(channels);
             }
         });
     }
