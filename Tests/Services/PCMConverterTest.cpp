@@ -166,11 +166,13 @@ TEST(PCMConverter, ComesOutTheSameHoweverItIsCut) {
 }
 
 TEST(PCMConverter, WritesNoMoreThanTheOutputHolds) {
-    const auto converter = makeConverter(48000);
-    std::vector<std::uint8_t> output(21, 0xaa);
-    const auto frames = converter->convert(noise(1024), std::span(output).first(19));
-    EXPECT_EQ(frames.value(), 9U);
-    EXPECT_THAT(std::vector(output.begin() + 18, output.end()), testing::Each(0xaa));
+    for (const double rate : {streamRate, 48000.0}) {
+        const auto converter = makeConverter(rate);
+        std::vector<std::uint8_t> output(21, 0xaa);
+        const auto frames = converter->convert(noise(1024), std::span(output).first(19));
+        EXPECT_EQ(frames.value(), 9U);
+        EXPECT_THAT(std::vector(output.begin() + 18, output.end()), testing::Each(0xaa));
+    }
 }
 
 TEST(PCMConverter, YieldsNothingFromNothing) {
