@@ -1,5 +1,7 @@
 #include "Support/ChildProcess.h"
 
+#include "Support/WaitUntil.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -9,7 +11,6 @@
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace tandrel::test {
@@ -138,10 +139,7 @@ bool ChildProcess::isRunning() {
 }
 
 std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (isRunning() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    waitUntil([this] { return !isRunning(); }, limit);
     return exitCode_;
 }
 

@@ -31,7 +31,8 @@ public:
     [[nodiscard]] pid_t pid() const { return pid_; }
     /// Whether it has not ended yet.
     [[nodiscard]] bool isRunning();
-    /// Its exit code, 128 + the signal that ended it, or nothing when the limit passed first.
+    /// Its exit code, 128 + the signal that ended it, or nothing when the limit, stretched as that
+    /// of `waitUntil()`, passed first.
     [[nodiscard]] std::optional<int> waitForExit(std::chrono::milliseconds limit);
     void signal(int number);
     /// Writes to the program's input, when that is a pipe.

@@ -1,5 +1,7 @@
 #include "Support/ManualMainQueue.h"
 
+#include "Support/WaitUntil.h"
+
 #include <utility>
 
 namespace tandrel::test {
@@ -36,7 +38,7 @@ std::size_t ManualMainQueue::drain() {
 
 bool ManualMainQueue::drainUntil(const std::function<bool()>& condition,
                                  std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const auto deadline = std::chrono::steady_clock::now() + stretched(limit);
     for (;;) {
         drain();
         if (condition()) {

@@ -1,14 +1,14 @@
 #include "Support/PrivateBus.h"
 
+#include "Support/WaitUntil.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -16,16 +16,7 @@ namespace tandrel::test {
 
 namespace {
 
-bool waitFor(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
+constexpr std::chrono::seconds limit(10);
 
 bool takesConnections(const std::filesystem::path& path) {
     const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -66,7 +57,7 @@ PrivateBus::PrivateBus(std::filesystem::path folder, const Activation& activatio
         std::vector<std::string>{"dbus-daemon", "--nofork",
                                  "--config-file=" + (folder_ / "bus.conf").string()},
         activation.environment, folder_ / "bus.log");
-    if (!waitFor([this] { return takesConnections(folder_ / "bus"); })) {
+    if (!waitUntil([this] { return takesConnections(folder_ / "bus"); }, limit)) {
         throw std::runtime_error("the bus does not start; see " + (folder_ / "bus.log").string());
     }
 }
@@ -99,13 +90,13 @@ bool PrivateBus::hasOwner(const std::string& name) const {
 }
 
 void PrivateBus::awaitOwner(const std::string& name) const {
-    if (!waitFor([&] { return hasOwner(name); })) {
+    if (!waitUntil([&] { return hasOwner(name); }, limit)) {
         throw std::runtime_error("nobody owns " + name + "; see the logs in " + folder_.string());
     }
 }
 
 void PrivateBus::awaitRelease(const std::string& name) const {
-    if (!waitFor([&] { return !hasOwner(name); })) {
+    if (!waitUntil([&] { return !hasOwner(name); }, limit)) {
         throw std::runtime_error("somebody still owns " + name);
     }
 }

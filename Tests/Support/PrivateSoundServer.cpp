@@ -1,5 +1,7 @@
 #include "Support/PrivateSoundServer.h"
 
+#include "Support/WaitUntil.h"
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -7,13 +9,10 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace tandrel::test {
 
 namespace {
-
-using namespace std::chrono_literals;
 
 constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
  "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -120,17 +119,7 @@ std::vector<std::string> formatArguments(const VirtualMicrophone& microphone, st
             "channel_map=" + microphone.channelMap()};
 }
 
-template <typename Condition>
-bool waitFor(std::chrono::milliseconds limit, Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
-}
+constexpr std::chrono::seconds startLimit(10);
 
 } // namespace
 
@@ -220,10 +209,12 @@ void PrivateSoundServer::startPipeWire() {
 
     run({"dbus-daemon", "--nofork", "--config-file=" + (folder_ / "bus.conf").string()});
     run({"pipewire"});
-    const bool listening = waitFor(10s, [this] {
-        return std::filesystem::exists(folder_ / "bus") &&
-               std::filesystem::exists(folder_ / "run/pipewire-0");
-    });
+    const bool listening = waitUntil(
+        [this] {
+            return std::filesystem::exists(folder_ / "bus") &&
+                   std::filesystem::exists(folder_ / "run/pipewire-0");
+        },
+        startLimit);
     if (!listening) {
         throw std::runtime_error("the sound server did not start: " + log());
     }
@@ -245,12 +236,14 @@ void PrivateSoundServer::run(const std::vector<std::string>& command) {
 }
 
 void PrivateSoundServer::waitUntilReady() {
-    const bool ready = waitFor(10s, [this] {
-        // An output to fall back on comes last; on PipeWire, once the session manager runs.
-        return std::filesystem::exists(folder_ / "run/pulse/native") &&
-               ChildProcess::run({"pactl", "list", "short", "sinks"}, clientEnvironment())
-                       .text.find("auto_null") != std::string::npos;
-    });
+    const bool ready = waitUntil(
+        [this] {
+            // An output to fall back on comes last; on PipeWire, once the session manager runs.
+            return std::filesystem::exists(folder_ / "run/pulse/native") &&
+                   ChildProcess::run({"pactl", "list", "short", "sinks"}, clientEnvironment())
+                           .text.find("auto_null") != std::string::npos;
+        },
+        startLimit);
     if (!ready) {
         throw std::runtime_error("the sound server did not start: " + log());
     }

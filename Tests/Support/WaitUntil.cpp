@@ -15,10 +15,13 @@ double timeoutFactor() {
 
 } // namespace
 
+std::chrono::milliseconds stretched(std::chrono::milliseconds limit) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(limit * timeoutFactor());
+}
+
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
     using Clock = std::chrono::steady_clock;
-    const auto deadline =
-        Clock::now() + std::chrono::duration_cast<Clock::duration>(limit * timeoutFactor());
+    const auto deadline = Clock::now() + stretched(limit);
     for (;;) {
         if (condition()) {
             return true;

@@ -11,4 +11,7 @@ namespace tandrel::test {
 bool waitUntil(const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(20));
 
+/// `limit` as it is on this machine: what that variable makes of it.
+[[nodiscard]] std::chrono::milliseconds stretched(std::chrono::milliseconds limit);
+
 } // namespace tandrel::test

@@ -1,5 +1,7 @@
 #include "Support/Qt/EventLoop.h"
 
+#include "Support/WaitUntil.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QEvent>
@@ -8,7 +10,7 @@
 namespace tandrel::test {
 
 bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    const QDeadlineTimer deadline(limit);
+    const QDeadlineTimer deadline(stretched(limit));
     // Wakes the loop, should the condition depend on more than its events.
     QTimer wake;
     wake.start(std::chrono::milliseconds(20));

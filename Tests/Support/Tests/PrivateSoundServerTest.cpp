@@ -2,10 +2,10 @@
 
 #include "Support/BothSoundServers.h"
 #include "Support/VirtualMicrophoneFeeder.h"
+#include "Support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -15,7 +15,6 @@
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -24,17 +23,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-bool waitFor(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 /// Whether a process with `text` in its environment or command line runs.
 bool isMentionedByAProcess(const std::string& text) {
@@ -76,7 +64,7 @@ TEST_P(PrivateSoundServerTest, HasNoMicrophoneUntilOneIsAdded) {
     EXPECT_THAT(sources, HasSubstr("Description: Desk Mic\n"));
 
     server.unplug(microphone);
-    EXPECT_TRUE(waitFor([&server] {
+    EXPECT_TRUE(waitUntil([&server] {
         return server.control({"list", "sources"}).find("Name: desk\n") == std::string::npos;
     }));
 }
@@ -130,7 +118,7 @@ TEST_P(PrivateSoundServerTest, EndsWhenTheTestProgramIsKilled) {
     waitpid(program, nullptr, 0);
     close(ends[0]);
     close(ends[1]);
-    EXPECT_TRUE(waitFor([&folder] { return !isMentionedByAProcess(folder); }));
+    EXPECT_TRUE(waitUntil([&folder] { return !isMentionedByAProcess(folder); }));
     std::filesystem::remove_all(folder);
 }
 
@@ -142,7 +130,7 @@ TEST_P(PrivateSoundServerTest, MicrophoneHearsWhatIsPlayedIntoIt) {
                                  "--rate=48000", "--channels=1", "--latency-msec=50",
                                  recorded.string()},
                                 server.clientEnvironment(), server.folder() / "recorder.log");
-    ASSERT_TRUE(waitFor([&recorded] {
+    ASSERT_TRUE(waitUntil([&recorded] {
         std::error_code absent;
         return std::filesystem::file_size(recorded, absent) > 0 && !absent;
     }));
@@ -159,7 +147,7 @@ TEST_P(PrivateSoundServerTest, MicrophoneHearsWhatIsPlayedIntoIt) {
     };
     const std::string expected(reinterpret_cast<const char*>(spoken.data()),
                                spoken.size() * sizeof(float));
-    EXPECT_TRUE(waitFor([&] { return heard().find(expected) != std::string::npos; }));
+    EXPECT_TRUE(waitUntil([&] { return heard().find(expected) != std::string::npos; }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, PrivateSoundServerTest, bothSoundServers, soundServerTestName);
