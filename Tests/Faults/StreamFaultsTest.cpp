@@ -111,6 +111,10 @@ public:
         return runUntil(
             [&] { return log.linesStartingWith("[WS] disconnection").size() >= count; });
     }
+    /// Attempts to open the stream, told when they begin.
+    [[nodiscard]] std::size_t attemptCount() const {
+        return log.linesStartingWith("[establishConnection] url=").size();
+    }
     [[nodiscard]] std::string lastLoss() const {
         const auto lines = log.linesStartingWith("[WS] disconnection");
         return lines.empty() ? std::string() : lines.back();
@@ -186,8 +190,9 @@ protected:
         ASSERT_TRUE(world.awaitLosses(1));
         EXPECT_EQ(world.state(), ConnectionState::connecting());
         world.backend.clock.advance(999ms);
-        EXPECT_EQ(backend.connectionCount(), 1U);
+        EXPECT_EQ(world.attemptCount(), 1U);
         world.backend.clock.advance(1ms);
+        EXPECT_EQ(world.attemptCount(), 2U);
         ASSERT_TRUE(world.awaitState(ConnectionState::connected()));
         EXPECT_EQ(backend.connectionCount(), 2U);
         world.service.sendAudioData(Bytes(audioBytes, 'a'));
@@ -252,8 +257,7 @@ TEST_P(StreamFaultsClosedWith, ItEndsTheStreamOrIsRetried) {
     if (code == 4001 || code == 4002) {
         EXPECT_EQ(world.state(), code == 4001 ? tokenInvalid : noLongerPending);
         world.backend.clock.advance(60s);
-        EXPECT_EQ(backend.connectionCount(), 1U);
-        EXPECT_EQ(world.log.linesStartingWith("[establishConnection] url=").size(), 1U);
+        EXPECT_EQ(world.attemptCount(), 1U);
     } else {
         expectRetry(world, backend);
     }
@@ -280,7 +284,7 @@ TEST_F(StreamFaults, ACloseThatComesAtARetryEndsTheBackOff) {
         }
         ASSERT_TRUE(world.awaitState(outcome));
         world.backend.clock.advance(60s);
-        EXPECT_EQ(backend.connectionCount(), 3U);
+        EXPECT_EQ(world.attemptCount(), 3U);
     }
 }
 
@@ -352,14 +356,15 @@ TEST_F(StreamFaults, ARefusedUpgradeIsTriedFiveTimesMoreThenTold) {
             world.backend.clock.advance(std::chrono::seconds(1U << attempt));
         }
         ASSERT_TRUE(world.awaitState(attemptsExhausted));
-        world.backend.clock.advance(60s);
         EXPECT_EQ(backend.connectionCount(), 6U);
+        world.backend.clock.advance(60s);
+        EXPECT_EQ(world.attemptCount(), 6U);
     }
 }
 
 TEST_F(StreamFaults, AServerThatIsSilentIsRetriedWhereverItsSilenceBegins) {
     SocketLimits limits;
-    limits.openToPong = 250ms;
+    limits.openToPong = 1s; // which a server that answers must not need, however busy it is
     const std::vector<StreamBackend::Script> silences{
         [](Peer& peer) { peer.stall(); },
         [](Peer& peer) {
@@ -392,7 +397,7 @@ TEST_F(StreamFaults, AServerThatIsSilentIsRetriedWhereverItsSilenceBegins) {
 
 TEST_F(StreamFaults, APongThatComesLateConnectsNothing) {
     SocketLimits limits;
-    limits.openToPong = 250ms;
+    limits.openToPong = 1s; // which a server that answers must not need, however busy it is
     std::atomic<bool> isLate{false};
     std::atomic<bool> isOver{false};
     const StreamBackend backend({[&](Peer& peer) {
@@ -565,7 +570,8 @@ TEST_F(StreamFaults, LossUponLossTakesNoMemory) {
     constexpr std::size_t losses = 240;
     const StreamBackend backend(std::vector<StreamBackend::Script>(losses, [](Peer& peer) {
         if (peer.openWithPong()) {
-            peer.write(serverFrame(opcode::text, std::string(5000, 'x')));
+            // Were each kept, they would come to twice what is allowed.
+            peer.write(serverFrame(opcode::text, std::string(20'000, 'x')));
             peer.finish();
         }
     }));
@@ -575,10 +581,8 @@ TEST_F(StreamFaults, LossUponLossTakesNoMemory) {
     std::size_t before = 0;
     for (std::size_t loss = 1; loss <= losses; ++loss) {
         // A pong in between: the wait is the first one each time.
-        ASSERT_TRUE(world.runUntil([&] {
-            return !world.backend.clock.requestedDelays().empty() &&
-                   world.backend.clock.requestedDelays().size() == loss;
-        }));
+        ASSERT_TRUE(
+            world.runUntil([&] { return world.backend.clock.requestedDelays().size() == loss; }));
         world.backend.clock.advance(16s);
         if (loss == warmUp) {
             before = ProcessFootprint::ofThisProcess().anonymousBytes;
@@ -691,7 +695,7 @@ TEST_P(StreamFaultsAt, ADisconnectIsTheEnd) {
     EXPECT_TRUE(world.socket.drain());
     world.queue.drain();
     EXPECT_EQ(world.state(), ConnectionState::disconnected());
-    EXPECT_EQ(backend.connectionCount(), 1U);
+    EXPECT_EQ(world.attemptCount(), 1U);
     EXPECT_EQ(world.log.linesStartingWith("[WS] disconnection").size(), losses);
 }
 
@@ -710,7 +714,7 @@ TEST_P(StreamFaultsAt, ASecondConnectTakesThePlaceOfTheFirst) {
     }
     EXPECT_TRUE(world.runUntil([&] { return backend.messageCount() == 10; }));
     EXPECT_EQ(world.state(), ConnectionState::connected());
-    EXPECT_EQ(backend.connectionCount(), 2U);
+    EXPECT_EQ(world.attemptCount(), 2U);
     if (isUpgraded()) {
         EXPECT_TRUE(world.runUntil([&] { return seen == -1; })) << seen;
     }
