@@ -181,7 +181,6 @@ TEST(LongStream, LosesNothingThatItPromisesAndGrowsByNothing) {
         std::this_thread::sleep_until(start + std::chrono::minutes(minute));
         std::printf("minute %d: %s\n", minute, trouble.name);
         disturb(lanes, trouble);
-        ASSERT_FALSE(HasFatalFailure());
         std::this_thread::sleep_until(start + std::chrono::minutes(minute) + 50s);
         for (std::size_t each = 0; each < lanes.size(); ++each) {
             Observation& observation = observations.at(each);
