@@ -33,7 +33,8 @@ PrivateHome::PrivateHome() {
     set("XDG_RUNTIME_DIR", "run", true);
     for (const char* name :
          {"DBUS_SESSION_BUS_ADDRESS", "PULSE_SERVER", "PULSE_RUNTIME_PATH", "PIPEWIRE_REMOTE",
-          "DISPLAY", "WAYLAND_DISPLAY", "http_proxy", "https_proxy", "all_proxy"}) {
+          "DISPLAY", "WAYLAND_DISPLAY", "http_proxy", "https_proxy", "all_proxy", "no_proxy",
+          "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "NO_PROXY"}) {
         unsetenv(name);
     }
     DebugLog::createDirectory();
