@@ -63,7 +63,7 @@ public:
     [[nodiscard]] std::optional<AccessibleElement> focused();
 
     /// How long the program's main thread takes to answer a small question; `limit` when it does
-    /// not within it.
+    /// not within it, or has gone.
     [[nodiscard]] std::chrono::microseconds
     roundTrip(std::chrono::milliseconds limit = std::chrono::seconds(5));
 
