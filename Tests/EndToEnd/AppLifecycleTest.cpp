@@ -39,7 +39,7 @@ TEST_F(AppLifecycle, ASignalWhileSigningInEndsWithinTwoSeconds) {
     fill(role::field, "Email", DevBackend::email);
     fill(role::password, "Password", DevBackend::password);
     input().press({"Return"});
-    EXPECT_LT(slowestAnswer(milliseconds(1000)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(1000)));
     EXPECT_EQ(app().end(SIGTERM), 0);
 }
 
@@ -47,16 +47,16 @@ TEST_F(AppLifecycle, ABackendThatHangsLeavesTheInterfaceAlive) {
     startWithPopover();
     signIn();
     backend().send("PUT", "/dev/faults/pending", R"({"answer": "silence"})");
-    EXPECT_LT(slowestAnswer(milliseconds(4000)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(4000)));
     EXPECT_EQ(app().end(SIGINT), 0);
 }
 
 TEST_F(AppLifecycle, AKeyringThatNeverAnswersLeavesTheInterfaceAlive) {
     desktop().startKeyring().freeze();
     startWithPopover();
-    EXPECT_LT(slowestAnswer(milliseconds(700)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(700)));
     signIn();
-    EXPECT_LT(slowestAnswer(milliseconds(700)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(700)));
     click(role::button, "Sign Out");
     interface().await(role::button, "Sign In");
     EXPECT_EQ(app().end(SIGTERM), 0);
@@ -67,7 +67,7 @@ TEST_F(AppLifecycle, ALockedKeyringKeepsNobodyFromSigningIn) {
     desktop().startKeyring(PrivateKeyring::Start::locked);
     startWithPopover();
     signIn();
-    EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(500)));
     EXPECT_EQ(app().end(SIGTERM), 0);
 }
 
@@ -75,10 +75,10 @@ TEST_F(AppLifecycle, AFloodOfCommandsLeavesTheInterfaceAlive) {
     startWithPopover();
     constexpr int deliveries = 100;
     flood(deliveries);
-    EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(500)));
     // All of them arrived.
     EXPECT_TRUE(waitUntil([&] { return commandCount() == deliveries * commandsOfADelivery; }));
-    EXPECT_LT(slowestAnswer(milliseconds(500)), milliseconds(500));
+    EXPECT_TRUE(answersFor(milliseconds(500)));
     interface().await(role::button, "Sign In");
 }
 
