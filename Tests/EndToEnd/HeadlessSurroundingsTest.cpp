@@ -12,6 +12,8 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace tandrel::test {
 namespace {
@@ -31,6 +33,16 @@ protected:
     }
     [[nodiscard]] std::filesystem::path logFile() const {
         return logFolder() / "tandrel-debug.log";
+    }
+    /// Has the tool started by `command`, and find nothing in its environment that says where its
+    /// user's files are.
+    void hideFolders(std::vector<std::string> command) {
+        launcher = std::move(command);
+        launcher.emplace_back("env");
+        for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME",
+                                     "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
+            launcher.insert(launcher.end(), {"-u", variable});
+        }
     }
     /// Gives the story's home a disk of its own.
     const SmallDisk& moveToSmallDisk() {
@@ -52,11 +64,7 @@ TEST_F(HeadlessSurroundings, WithoutHomeAndXdgFoldersTheUserDatabaseSaysWhere) {
     ASSERT_NE(user, nullptr);
     // This program sees the story's home in the place of the user's own.
     showInPlaceOf(user->pw_dir, home);
-    launcher = {"env"};
-    for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME",
-                                 "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
-        launcher.insert(launcher.end(), {"-u", variable});
-    }
+    hideFolders({});
     expectWholeRun();
     EXPECT_EQ(modeOf(settingsFile()), 0600U);
     EXPECT_EQ(modeOf(logFile()), 0600U);
@@ -74,11 +82,7 @@ TEST_F(HeadlessSurroundings, WithoutAnyHomeItRunsAndKeepsNothing) {
         std::filesystem::permissions(folder, std::filesystem::perms::all);
     }
     std::filesystem::permissions(home, std::filesystem::perms::all);
-    launcher = {"setpriv", "--reuid=54321", "--regid=54321", "--clear-groups", "env"};
-    for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME",
-                                 "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
-        launcher.insert(launcher.end(), {"-u", variable});
-    }
+    hideFolders({"setpriv", "--reuid=54321", "--regid=54321", "--clear-groups"});
     environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent";
     expectWholeRun();
     EXPECT_TRUE(std::filesystem::is_empty(home));
@@ -231,9 +235,11 @@ TEST_F(HeadlessSurroundings, TwoInOneHomeSpoilNothingOfEachOther) {
     EXPECT_TRUE(endBySignal(SIGTERM));
     EXPECT_TRUE(isSignInKept()) << keyring().describe(keyringService);
     std::ifstream log(logFile());
-    for (std::string line; std::getline(log, line);) {
+    std::size_t lines = 0;
+    for (std::string line; std::getline(log, line); ++lines) {
         EXPECT_THAT(line.substr(0, 22), testing::MatchesRegex("20..-..-..T..:..:..Z \\["));
     }
+    EXPECT_GT(lines, 0U);
     start();
     EXPECT_TRUE(tool().waitFor("Signed in as demo@quorvane.example"));
 }
