@@ -3,6 +3,7 @@
 #include "BuildPaths.h"
 #include "Support/ChildProcess.h"
 #include "Support/Desktop/BusConnection.h"
+#include "Support/FileText.h"
 #include "Support/PrivateBus.h"
 #include "Support/WaitUntil.h"
 
@@ -17,8 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <list>
 #include <optional>
 #include <string>
@@ -36,11 +35,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr const char* busName = "com.quorvane.Tandrel";
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// One start of the program, in a home directory that all starts of a test share.
 class Start {

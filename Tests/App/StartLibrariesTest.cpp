@@ -1,13 +1,12 @@
 #include "BuildPaths.h"
 #include "Support/ChildProcess.h"
+#include "Support/FileText.h"
 
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace tandrel::test {
@@ -22,8 +21,7 @@ std::string librariesOf(const std::string& program) {
     const auto output = std::filesystem::path(std::getenv("HOME")) / "libraries";
     ChildProcess process({program}, {{"LD_TRACE_LOADED_OBJECTS", "1"}}, output);
     EXPECT_EQ(process.waitForExit(std::chrono::seconds(20)), 0);
-    std::ifstream file(output);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return textOf(output);
 }
 
 TEST(StartLibraries, NetworkSoundAndKeyringAreNotLoadedBeforeTheIconIsThere) {

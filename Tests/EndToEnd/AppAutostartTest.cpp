@@ -1,12 +1,12 @@
 #include "BuildPaths.h"
 #include "EndToEnd/AppStory.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,10 +43,7 @@ protected:
                                            {"WAYLAND_DISPLAY", ""},
                                            {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}});
     }
-    [[nodiscard]] std::string content() const {
-        std::ifstream stream(file);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    [[nodiscard]] std::string content() const { return textOf(file); }
     /// The words of the file's command line, none of which is quoted here.
     [[nodiscard]] std::vector<std::string> execWords() const {
         std::istringstream lines(content());

@@ -2,21 +2,15 @@
 
 #include "BuildPaths.h"
 #include "Support/Desktop/PrivateDesktop.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace tandrel::test {
 
 namespace {
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 std::filesystem::path usableHome(const std::filesystem::path& wanted) {
     static int count = 0;

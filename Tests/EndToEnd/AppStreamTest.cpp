@@ -1,5 +1,6 @@
 #include "EndToEnd/AppStory.h"
 #include "Support/BusRecording.h"
+#include "Support/FileText.h"
 #include "Support/PrivateSoundServer.h"
 #include "Support/SignalAnalysis.h"
 #include "Support/VirtualMicrophoneFeeder.h"
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <numbers>
@@ -29,11 +29,6 @@ using std::chrono::seconds;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using State = AccessibleElement::State;
-
-std::string textOfFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// Streaming, with a sound server of its own whose microphone hears a tone of 1 kHz.
 class AppStream : public AppStory {
@@ -510,7 +505,7 @@ std::string filesBelow(const std::filesystem::path& folder) {
     std::string all;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         if (entry.is_regular_file() && entry.path().filename() != "tandrel-debug.log") {
-            all += textOfFile(entry.path());
+            all += textOf(entry.path());
         }
     }
     return all;
@@ -535,9 +530,9 @@ TEST_F(AppStream, NoSecretIsLeftWhereItDoesNotBelong) {
                                         desktop().folder() / "accessibility.pcap");
     startStreaming();
     const auto process = std::filesystem::path("/proc") / std::to_string(app().process().pid());
-    const std::string commandLine = textOfFile(process / "cmdline");
-    const std::string environmentText = textOfFile(process / "environ");
-    const std::string limits = textOfFile(process / "limits");
+    const std::string commandLine = textOf(process / "cmdline");
+    const std::string environmentText = textOf(process / "environ");
+    const std::string limits = textOf(process / "limits");
     ASSERT_THAT(commandLine, HasSubstr("quorvane-tandrel"));
     ASSERT_THAT(environmentText, HasSubstr("DBUS_SESSION_BUS_ADDRESS"));
     EXPECT_THAT(limits, ContainsRegex("Max core file size +0 "));

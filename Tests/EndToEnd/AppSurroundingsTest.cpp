@@ -1,14 +1,13 @@
 #include "EndToEnd/AppStory.h"
 #include "EndToEnd/SetClock.h"
 #include "Support/Desktop/SettingsPortal.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -57,8 +56,7 @@ TEST_F(AppSurroundings, ADarkDesktopMakesThePopoverDarkAndItFollowsWhileItIsOpen
         {"dbus-monitor", "--address", desktop().bus().address(), "type='signal',member='NewIcon'"},
         {}, news);
     const auto heard = [&](const std::string& text) {
-        std::ifstream file(news);
-        const std::string all{std::istreambuf_iterator<char>(file), {}};
+        const std::string all = textOf(news);
         return all.find(text) != std::string::npos;
     };
     ASSERT_TRUE(waitUntil([&] { return heard("NameAcquired"); }));

@@ -1,6 +1,7 @@
 #include "EndToEnd/AppStory.h"
 #include "EndToEnd/ReleaseScript.h"
 #include "EndToEnd/UpdateServer.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
@@ -70,7 +71,7 @@ TEST_F(AppUpdate, ANewVersionIsDownloadedCheckedAndHandedOver) {
     interface().await(role::label, "Version 9.9 is ready");
     const fs::path installed = cache() / "quorvane-tandrel_9.9.deb";
     EXPECT_THAT(desktop().openedPages(), ElementsAre(installed.string()));
-    EXPECT_EQ(readFile(installed), package);
+    EXPECT_EQ(textOf(installed), package);
     click(role::button, "OK");
     EXPECT_TRUE(interface().awaitGone(role::label, "Version 9.9 is ready"));
 }

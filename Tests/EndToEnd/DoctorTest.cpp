@@ -2,6 +2,7 @@
 #include "EndToEnd/HeadlessProcess.h"
 #include "Support/Desktop/PrivateDesktop.h"
 #include "Support/DevBackend.h"
+#include "Support/FileText.h"
 #include "Support/PrivateSoundServer.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 #include "Support/WaitUntil.h"
@@ -16,7 +17,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <numbers>
 #include <optional>
@@ -37,11 +37,6 @@ constexpr const char* program = TANDREL_BUILD_BIN "/quorvane-tandrel-under-test"
 constexpr const char* service = "TandrelStatusBar";
 constexpr int headlessInterrupted = 6;
 constexpr const char* tokenAccount = "quorvane-access-token";
-
-std::string textOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// The report of the real program on machines that have everything, or lack something.
 class Doctor : public testing::Test {

@@ -1,21 +1,15 @@
 #include "EndToEnd/HeadlessProcess.h"
 
 #include "BuildPaths.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace tandrel::test {
 
 namespace {
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 std::filesystem::path newHome() {
     static int count = 0;

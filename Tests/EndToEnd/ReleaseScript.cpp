@@ -2,13 +2,13 @@
 
 #include "BuildPaths.h"
 #include "Support/ChildProcess.h"
+#include "Support/FileText.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace tandrel::test {
@@ -32,11 +32,6 @@ void succeed(const std::vector<std::string>& arguments) {
 
 } // namespace
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 ReleaseScript::ReleaseScript()
     : folder_(makeFolder()) {}
 
@@ -51,7 +46,7 @@ ReleaseScript::Outcome ReleaseScript::run(const std::vector<std::string>& argume
     const std::filesystem::path log = makeFolder() / "output";
     ChildProcess process(command, {}, log);
     const int exitCode = process.waitForExit(std::chrono::seconds(60)).value_or(-1);
-    Outcome outcome{exitCode, readFile(log)};
+    Outcome outcome{exitCode, textOf(log)};
     std::filesystem::remove_all(log.parent_path());
     return outcome;
 }
@@ -86,7 +81,7 @@ std::string ReleaseScript::makeFeed(const std::string& version,
     }
     arguments.push_back(makePackage(bytes).string());
     succeed(arguments);
-    return readFile(feed);
+    return textOf(feed);
 }
 
 } // namespace tandrel::test

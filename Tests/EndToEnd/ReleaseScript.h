@@ -38,7 +38,4 @@ private:
     std::filesystem::path folder_;
 };
 
-/// All of a file.
-[[nodiscard]] std::string readFile(const std::filesystem::path& path);
-
 } // namespace tandrel::test

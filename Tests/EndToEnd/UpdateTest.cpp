@@ -9,6 +9,7 @@
 #include "Platform/Qt/QtMainQueue.h"
 #include "Services/UpdateService.h"
 #include "Support/FakePackageInstaller.h"
+#include "Support/FileText.h"
 #include "Support/Qt/EventLoop.h"
 #include "Support/Qt/ScriptedHttpServer.h"
 #include "Support/TestCertificates.h"
@@ -160,7 +161,7 @@ protected:
 TEST_F(UpdateTest, WhatIsPublishedIsInstalled) {
     ASSERT_EQ(install().kind, Kind::handingOver) << failureText();
     ASSERT_THAT(installer.paths, SizeIs(1));
-    EXPECT_TRUE(readFile(installer.paths[0]) == package);
+    EXPECT_TRUE(textOf(installer.paths[0]) == package);
     EXPECT_EQ(installer.paths[0], (folder / "quorvane-tandrel_1.2.deb").string());
     struct stat info {};
     ASSERT_EQ(::stat(installer.paths[0].c_str(), &info), 0);
@@ -176,7 +177,7 @@ TEST_F(UpdateTest, TheNewestOfAPublishedFeedIsOffered) {
          server.url("/package.deb"), "--minimum-system", "2.35", "--notes-link",
          "https://www.quorvane.example/?a=1&b=2", (release->folder() / "package.deb").string()});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.text;
-    feed = readFile(path);
+    feed = textOf(path);
     ASSERT_EQ(check().kind, Kind::available) << failureText();
     EXPECT_EQ(state().item->version, "1.10");
     EXPECT_EQ(state().item->releaseNotesLink, "https://www.quorvane.example/?a=1&b=2");
@@ -357,9 +358,9 @@ TEST_F(UpdateTest, KeysAreKeptFromOthersAndOutOfTheRepository) {
     struct stat info {};
     ASSERT_EQ(::stat(key.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777U, 0600U);
-    const std::string before = readFile(key);
+    const std::string before = textOf(key);
     EXPECT_NE(ReleaseScript::run({"key", key.string()}).exitCode, 0) << "it is there already";
-    EXPECT_EQ(readFile(key), before);
+    EXPECT_EQ(textOf(key), before);
     const fs::path inside = fs::path(TANDREL_SCRIPTS) / "secret-key";
     EXPECT_NE(ReleaseScript::run({"key", inside.string()}).exitCode, 0);
     EXPECT_FALSE(fs::exists(inside));
@@ -370,7 +371,7 @@ TEST_F(UpdateTest, KeysAreKeptFromOthersAndOutOfTheRepository) {
 
 TEST_F(UpdateTest, WhatTheProgramWouldRefuseIsNotPublished) {
     const auto path = release->folder() / "appcast.xml";
-    const std::string before = readFile(path);
+    const std::string before = textOf(path);
     const auto add = [&](const std::string& version, const std::string& url) {
         return ReleaseScript::run({"add", "--feed", path.string(), "--key", key.string(),
                                    "--version", version, "--url", url,
@@ -381,7 +382,7 @@ TEST_F(UpdateTest, WhatTheProgramWouldRefuseIsNotPublished) {
     EXPECT_NE(add("1 3", "https://cdn.example/p.deb"), 0);
     EXPECT_NE(add("1.3", "http://cdn.example/p.deb"), 0);
     EXPECT_NE(add("1.3", "https://cdn.example/p.deb\"/><x y=\""), 0);
-    EXPECT_EQ(readFile(path), before);
+    EXPECT_EQ(textOf(path), before);
     EXPECT_EQ(add("1.3", "https://cdn.example/p.deb"), 0);
 }
 

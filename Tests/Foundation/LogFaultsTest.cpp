@@ -1,4 +1,5 @@
 #include "Foundation/LogFile.h"
+#include "Support/FileText.h"
 #include "Support/ProcessFootprint.h"
 #include "Support/SmallDisk.h"
 
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sched.h>
 #include <string>
 #include <sys/resource.h>
@@ -31,10 +31,7 @@ protected:
     void writeFile(const std::string& text) const {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
     }
-    [[nodiscard]] std::string text() const {
-        std::ifstream stream(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    [[nodiscard]] std::string text() const { return test::textOf(path); }
 
     // A page that is begun has room even on a full disk.
     static constexpr std::size_t pageBytes = 4096;

@@ -1,12 +1,13 @@
 #include "Foundation/LogFile.h"
 
+#include "Support/FileText.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -83,10 +84,7 @@ protected:
         fs::remove_all(folder_, ignored);
     }
 
-    static std::string contents(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
+    static std::string contents(const fs::path& path) { return test::textOf(path); }
     [[nodiscard]] std::string contents() const { return contents(path_); }
 
     [[nodiscard]] std::vector<std::string> lines() const {

@@ -1,8 +1,9 @@
 #include "Packaging/InstalledPackage.h"
 
+#include "Support/FileText.h"
+
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -13,11 +14,6 @@ namespace {
 
 constexpr const char* entry = "usr/share/applications/com.quorvane.Tandrel.desktop";
 constexpr const char* service = "usr/share/dbus-1/services/com.quorvane.Tandrel.service";
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 void runOrThrow(const std::vector<std::string>& command) {
     if (ChildProcess::run(command, {}).exitCode != 0) {

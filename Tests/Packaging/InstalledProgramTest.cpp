@@ -2,6 +2,7 @@
 #include "Support/Desktop/BusConnection.h"
 #include "Support/Desktop/StatusNotifierTray.h"
 #include "Support/Desktop/VirtualDisplay.h"
+#include "Support/FileText.h"
 #include "Support/PrivateBus.h"
 #include "Support/WaitUntil.h"
 
@@ -12,8 +13,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,11 +28,6 @@ constexpr const char* busName = "com.quorvane.Tandrel";
 constexpr const char* opening = "[AppDelegate] Opening popover via status bar button click";
 constexpr const char* startReceived = "Received URL: quorvane-tandrel://start command=start";
 constexpr const char* stopReceived = "Received URL: quorvane-tandrel://stop command=stop";
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// The package as a person's desktop has it: a screen, a tray, and a session bus that starts what
 /// is installed.

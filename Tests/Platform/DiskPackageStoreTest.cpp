@@ -1,5 +1,6 @@
 #include "Platform/DiskPackageStore.h"
 
+#include "Support/FileText.h"
 #include "Support/ManualMainQueue.h"
 #include "Support/WaitUntil.h"
 
@@ -34,8 +35,7 @@ mode_t modeOf(const fs::path& path) {
 }
 
 std::string read(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return test::textOf(path);
 }
 
 class DiskPackageStoreTest : public testing::Test {

@@ -1,6 +1,7 @@
 #include "BuildPaths.h"
 #include "Platform/Qt/SettingsUserDefaults.h"
 #include "Support/ChildProcess.h"
+#include "Support/FileText.h"
 #include "Support/ProcessFootprint.h"
 #include "Support/SmallDisk.h"
 
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,10 +33,7 @@ constexpr std::chrono::milliseconds longEnough = 20s;
 class SettingsFaults : public testing::Test {
 protected:
     [[nodiscard]] fs::path file() const { return disk.path() / "Quorvane/Tandrel.conf"; }
-    [[nodiscard]] std::string fileText() const {
-        std::ifstream stream(file(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    [[nodiscard]] std::string fileText() const { return test::textOf(file()); }
     [[nodiscard]] std::vector<std::string> filesInFolder() const {
         std::vector<std::string> names;
         for (const auto& entry : fs::directory_iterator(file().parent_path())) {

@@ -1,5 +1,7 @@
 #include "Platform/Qt/SettingsUserDefaults.h"
 
+#include "Support/FileText.h"
+
 #include <QByteArray>
 #include <QLockFile>
 #include <QSettings>
@@ -11,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,10 +44,7 @@ protected:
         fs::create_directories(path_.parent_path());
         std::ofstream(path_, std::ios::binary) << text;
     }
-    [[nodiscard]] std::string fileText() const {
-        std::ifstream file(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
+    [[nodiscard]] std::string fileText() const { return test::textOf(path_); }
     /// What the next run of the program finds. Read from a copy: Qt remembers what it wrote to a
     /// file and would not parse it again.
     [[nodiscard]] std::optional<std::string> inNextRun(std::string_view key) {

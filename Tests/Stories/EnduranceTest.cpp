@@ -4,6 +4,7 @@
 
 #include "DebugLog.h"
 #include "EnduranceWorld.h"
+#include "Support/FileText.h"
 #include "Support/LogJudge.h"
 #include "Support/ProcessFootprint.h"
 
@@ -14,8 +15,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <malloc.h>
 #include <map>
 #include <string>
@@ -38,11 +37,6 @@ std::size_t heapInUse() {
 #else
     return mallinfo2().uordblks;
 #endif
-}
-
-std::string textOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 /// How long, and how often something goes wrong. TANDREL_SOAK_VIRTUAL_HOURS makes a long run of it.

@@ -8,6 +8,7 @@
 #include "Support/FailingPackageStore.h"
 #include "Support/FailingUserDefaults.h"
 #include "Support/FakeUserDefaults.h"
+#include "Support/FileText.h"
 #include "Support/ManualClock.h"
 #include "Support/ManualMainQueue.h"
 #include "Support/NthCall.h"
@@ -19,8 +20,6 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -65,9 +64,7 @@ public:
 
     [[nodiscard]] Handle install(const std::string& path,
                                  std::function<void(bool isTaken)> done) override {
-        std::ifstream file(path, std::ios::binary);
-        contents.emplace_back(std::istreambuf_iterator<char>(file),
-                              std::istreambuf_iterator<char>());
+        contents.push_back(textOf(path));
         return clock_.after(100ms, [done = std::move(done)] { done(true); });
     }
 

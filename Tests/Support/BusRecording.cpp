@@ -1,10 +1,9 @@
 #include "Support/BusRecording.h"
 
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -20,8 +19,7 @@ BusRecording::BusRecording(const std::string& busAddress, std::filesystem::path 
 }
 
 std::string BusRecording::bytes() const {
-    std::ifstream stream(file_, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    return textOf(file_);
 }
 
 } // namespace tandrel::test

@@ -1,14 +1,13 @@
 #include "Support/DevBackend.h"
 
 #include "BuildPaths.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -22,11 +21,6 @@ std::filesystem::path newFolder() {
         std::filesystem::path(std::getenv("HOME")) / ("backend" + std::to_string(++count));
     std::filesystem::create_directories(folder);
     return folder;
-}
-
-std::string textOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::vector<std::string> command(const std::filesystem::path& folder,

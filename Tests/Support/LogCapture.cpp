@@ -1,10 +1,9 @@
 #include "Support/LogCapture.h"
 
 #include "DebugLog.h"
+#include "Support/FileText.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace tandrel::test {
@@ -12,8 +11,7 @@ namespace tandrel::test {
 namespace {
 
 std::string logText() {
-    std::ifstream file(DebugLog::path(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return textOf(DebugLog::path());
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Platform/Linux/XdgAutostart.h"
 
 #include "Platform/Linux/AutostartEntry.h"
+#include "Support/FileText.h"
 
 #include <gmock/gmock.h>
 
@@ -44,10 +45,7 @@ protected:
         fs::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << text;
     }
-    static std::string read(const fs::path& path) {
-        std::ifstream stream(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    static std::string read(const fs::path& path) { return test::textOf(path); }
     [[nodiscard]] std::string ours(bool isEnabled = true) const {
         return autostartEntryText(program.string(), isEnabled);
     }

@@ -1,11 +1,10 @@
 #include "Support/Desktop/AccessibilityListener.h"
 
 #include "Support/Desktop/AccessibilityBus.h"
+#include "Support/FileText.h"
 #include "Support/WaitUntil.h"
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace tandrel::test {
@@ -59,8 +58,7 @@ bool AccessibilityListener::awaitNewName(const AccessibleElement& element) const
 }
 
 std::string AccessibilityListener::events() const {
-    std::ifstream file(file_);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return textOf(file_);
 }
 
 } // namespace tandrel::test

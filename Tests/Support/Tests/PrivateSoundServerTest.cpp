@@ -1,6 +1,7 @@
 #include "Support/PrivateSoundServer.h"
 
 #include "Support/BothSoundServers.h"
+#include "Support/FileText.h"
 #include "Support/VirtualMicrophoneFeeder.h"
 #include "Support/WaitUntil.h"
 
@@ -9,8 +10,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <sys/prctl.h>
@@ -31,9 +30,7 @@ bool isMentionedByAProcess(const std::string& text) {
             continue;
         }
         for (const char* name : {"environ", "cmdline"}) {
-            std::ifstream file(entry.path() / name, std::ios::binary);
-            const std::string content{std::istreambuf_iterator<char>(file),
-                                      std::istreambuf_iterator<char>()};
+            const std::string content = textOf(entry.path() / name);
             if (content.find(text) != std::string::npos) {
                 return true;
             }
@@ -140,9 +137,7 @@ TEST_P(PrivateSoundServerTest, MicrophoneHearsWhatIsPlayedIntoIt) {
     }
     VirtualMicrophoneFeeder feeder(server, microphone, spoken);
     const auto heard = [&recorded] {
-        std::ifstream file(recorded, std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(file),
-                                std::istreambuf_iterator<char>()};
+        const std::string bytes = textOf(recorded);
         return bytes;
     };
     const std::string expected(reinterpret_cast<const char*>(spoken.data()),
