@@ -9,7 +9,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <stdexcept>
 #include <utility>
 
 namespace tandrel::test {
@@ -39,21 +38,6 @@ std::int64_t nanosecondsNow() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(
                SteadyClock::now().time_since_epoch())
         .count();
-}
-
-/// The samples of a WAV file with the 44-byte header that the backend writes.
-std::vector<std::int16_t> samplesOf(const std::filesystem::path& path) {
-    constexpr std::streamoff header = 44;
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    if (!file || file.tellg() < header) {
-        throw std::runtime_error("no recording in " + path.string());
-    }
-    std::vector<std::int16_t> samples(static_cast<std::size_t>(file.tellg() - header) /
-                                      sizeof(std::int16_t));
-    file.seekg(header);
-    file.read(reinterpret_cast<char*>(samples.data()),
-              static_cast<std::streamsize>(samples.size() * sizeof(std::int16_t)));
-    return samples;
 }
 
 } // namespace
@@ -185,8 +169,7 @@ LongStreamVerdict StreamLane::verdict() const {
     const auto session = nlohmann::json::parse(backend_.get("/dev/sessions/" + session_));
     return judgeLongStream(readMessages(folder_ / "sent.csv"),
                            readMessages(session.at("message_log").get<std::string>()),
-                           samplesOf(session.at("wav").get<std::string>()), disturbances_,
-                           witnessedGaps());
+                           backend_.recording(session_), disturbances_, witnessedGaps());
 }
 
 } // namespace tandrel::test

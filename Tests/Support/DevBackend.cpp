@@ -6,8 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -30,6 +32,9 @@ std::vector<std::string> command(const std::filesystem::path& folder,
     all.insert(all.end(), arguments.begin(), arguments.end());
     return all;
 }
+
+/// Of the WAV files that the backend writes.
+constexpr std::size_t headerBytes = 44;
 
 std::string curl(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"curl", "-fsS", "--noproxy", "*", "--max-time", "10"});
@@ -77,13 +82,27 @@ std::string DevBackend::send(const std::string& method, const std::string& path,
 }
 
 std::vector<std::int16_t> DevBackend::received(const std::string& session) const {
-    static constexpr std::size_t headerBytes = 44;
     const std::string wav = get("/dev/sessions/" + session + "/audio.wav");
     if (wav.size() < headerBytes) {
         return {};
     }
     std::vector<std::int16_t> samples((wav.size() - headerBytes) / sizeof(std::int16_t));
     std::memcpy(samples.data(), wav.data() + headerBytes, samples.size() * sizeof(std::int16_t));
+    return samples;
+}
+
+std::vector<std::int16_t> DevBackend::recording(const std::string& session) const {
+    const auto description = nlohmann::json::parse(get("/dev/sessions/" + session));
+    const auto path = description.at("wav").get<std::string>();
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    const auto size = static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0));
+    if (size < headerBytes) {
+        throw std::runtime_error("no recording in " + path);
+    }
+    std::vector<std::int16_t> samples((size - headerBytes) / sizeof(std::int16_t));
+    file.seekg(headerBytes);
+    file.read(reinterpret_cast<char*>(samples.data()),
+              static_cast<std::streamsize>(samples.size() * sizeof(std::int16_t)));
     return samples;
 }
 

@@ -31,6 +31,9 @@ public:
 
     /// The samples that a session has received so far.
     [[nodiscard]] std::vector<std::int16_t> received(const std::string& session) const;
+    /// All that a session has received, from its file, which may be long; once its stream has
+    /// ended.
+    [[nodiscard]] std::vector<std::int16_t> recording(const std::string& session) const;
     /// How the session's latest stream ended ("client 1000"), empty while it has not.
     [[nodiscard]] std::string lastEnd(const std::string& session) const;
     /// How many requests an endpoint ("login", "me", "pending", "stream") has had.
