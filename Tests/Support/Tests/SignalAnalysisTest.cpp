@@ -1,10 +1,7 @@
 #include "Support/SignalAnalysis.h"
 
-#include "Support/AllocationCounter.h"
-
 #include <gmock/gmock.h>
 
-#include <memory>
 #include <vector>
 
 namespace tandrel::test {
@@ -38,15 +35,6 @@ TEST(SignalAnalysis, MeasuresDistortion) {
 TEST(SignalAnalysis, DecodesLittleEndianSamples) {
     const std::vector<std::uint8_t> bytes{0x00, 0x40, 0x00, 0x80, 0xff, 0xff};
     EXPECT_THAT(decodePcm(bytes), testing::ElementsAre(0.5, -1.0, -1.0 / 32768));
-}
-
-TEST(AllocationCounter, CountsThisThreadsAllocations) {
-    const AllocationCounter counter;
-    EXPECT_EQ(counter.count(), 0U);
-    const auto value = std::make_unique<int>(7);
-    EXPECT_EQ(counter.count(), 1U);
-    const std::vector<int> values(static_cast<std::size_t>(*value));
-    EXPECT_EQ(counter.count(), 2U);
 }
 
 } // namespace
