@@ -16,6 +16,8 @@ AFTER_CLICK = 0.6
 # What a start leaves to be done later is done by then.
 SETTLING = 2.5
 IDLE_SECONDS = 2.2
+# Of what the keyring is given at a sign-in.
+LAST_KEPT = 'quorvane-user-id'
 # After the answer of a poll, which is waited for, until nothing of it is left to do.
 AFTER_POLL = 0.3
 
@@ -41,6 +43,11 @@ def type_text(text):
 
 def press(key):
     subprocess.run(['xdotool', 'key', key], check=True)
+
+
+def keeps(account):
+    """Whether the keyring has a secret of ours under this name."""
+    return bool(_output('secret-tool', 'lookup', 'service', 'TandrelStatusBar', 'account', account))
 
 
 def has_popover(processes):
@@ -153,8 +160,8 @@ class App:
         type_text(PASSWORD)
         press('Return')
         await_condition('the sign-in', lambda: stage.backend.polls() > 0, 10, 0.05)
-        # The keyring takes the tokens in the background.
-        time.sleep(1)
+        # In the background, one after the other; the next start wants them.
+        await_condition('the sign-in in the keyring', lambda: keeps(LAST_KEPT), 10, 0.05)
 
     def _measure_waiting(self, stage, processes):
         await_condition('the icon', icon_place, 10, 0.05)

@@ -42,12 +42,12 @@ class NoiseWatch:
 
     def __init__(self):
         self._root = os.getppid()
-        self._began = self._look()
+        self._began = self.look()
 
     def is_noisy(self):
-        return noise_between(self._began, self._look(), os.cpu_count())
+        return noise_between(self._began, self.look(), os.cpu_count())
 
-    def _look(self):
+    def look(self):
         # What is used is only sampled by the clock's ticks, and short bursts escape those; how long
         # the processors are idle is known exactly.
         _, _, _, idle, waiting, interrupts, later_interrupts, stolen = (

@@ -1,5 +1,6 @@
 """Rounds in which every candidate is measured once, in turn."""
 
+import subprocess
 import sys
 
 from backend import NotMeasured
@@ -18,7 +19,7 @@ def run(stage, candidates, rounds):
                   file=sys.stderr, flush=True)
             try:
                 candidate.measure(stage)
-            except (NotMeasured, OSError) as problem:
+            except (NotMeasured, OSError, subprocess.SubprocessError) as problem:
                 for key in candidate.keys:
                     stage.results.fail(key, str(problem))
     print(f'\r{"":60}\r', end='', file=sys.stderr, flush=True)

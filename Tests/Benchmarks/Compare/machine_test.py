@@ -1,6 +1,9 @@
+import os
+import time
 import unittest
+from unittest import mock
 
-from machine import Moment, NoiseWatch, noise_between
+from machine import TICKS, Moment, NoiseWatch, noise_between
 
 
 class Noise(unittest.TestCase):
@@ -20,7 +23,19 @@ class Noise(unittest.TestCase):
         self.assertTrue(self.between(stolen=0.2))
 
     def test_is_watched_on_this_machine(self):
-        self.assertIsInstance(NoiseWatch().is_noisy(), bool)
+        # What this process and its children do is the measurement's own.
+        with mock.patch('os.getppid', os.getpid):
+            watch = NoiseWatch()
+        before = watch.look()
+        used = time.process_time()
+        while time.process_time() - used < 0.05:
+            pass
+        after = watch.look()
+        self.assertGreaterEqual(after.own - before.own, 0.05)
+        self.assertGreater(after.at, before.at)
+        # Not more time than there was, but for a tick of each processor's clock.
+        most = os.cpu_count() * (after.at - before.at + 2 / TICKS)
+        self.assertLessEqual(after.without_processes - before.without_processes, most)
 
 
 if __name__ == '__main__':

@@ -20,7 +20,6 @@ class AFamily(unittest.TestCase):
             leader.stdin.close()
         self.assertIn(os.getpid(), processes.family({os.getppid()}))
 
-
     def test_holds_grandchildren_wherever_they_went(self):
         script = ('import subprocess; '
                   'subprocess.Popen(["sh", "-c", "echo $$; exec cat"], start_new_session=True).wait()')

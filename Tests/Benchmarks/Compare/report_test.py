@@ -1,4 +1,8 @@
+import contextlib
+import io
 import json
+import subprocess
+import types
 import unittest
 import xml.etree.ElementTree
 
@@ -6,6 +10,7 @@ import plot
 import record
 import rounds
 import table
+from backend import NotMeasured
 from figures import Results
 from goals import GOALS, Goal
 from metrics import METRICS, NAMES
@@ -128,7 +133,29 @@ class ARecord(unittest.TestCase):
         self.assertEqual([goal['met'] for goal in document['goals'][:2]], [True, True])
 
 
+class Candidate:
+    def __init__(self, key, problem=None):
+        self.keys = [key]
+        self._problem = problem
+
+    def measure(self, stage):
+        if self._problem:
+            raise self._problem
+        stage.results.add('cpu', self.keys[0], 1)
+
+
 class Rounds(unittest.TestCase):
+    def test_go_on_without_a_candidate_that_cannot_be_measured(self):
+        problems = {'minimal': NotMeasured('no stream'), 'ours': OSError('no such program'),
+                    'parec': subprocess.CalledProcessError(1, ['xdotool'])}
+        stage = types.SimpleNamespace(results=Results())
+        candidates = [Candidate(key, problem) for key, problem in problems.items()]
+        with contextlib.redirect_stderr(io.StringIO()):
+            rounds.run(stage, [*candidates, Candidate('chromium')], 2)
+        self.assertEqual(set(stage.results.absent), set(problems))
+        self.assertEqual(len(stage.results.absent['parec']), 2)
+        self.assertEqual(len(stage.results.row('cpu', 'chromium').values), 2)
+
     def test_begin_with_another_candidate_each(self):
         names = ['a', 'b', 'c']
         turns = [rounds.order(names, number) for number in range(3)]
