@@ -55,12 +55,14 @@ public:
         process_ = start({});
         item_ = std::make_unique<test::StatusNotifierItem>(scenarios_.tray_.awaitItem());
         toggle();
-        std::this_thread::sleep_for(500ms);
+        expect(scenarios_.desktop_.display().awaitWindow("Quorvane Tandrel"), "no popover");
         const test::InputDevices& input = scenarios_.desktop_.input();
         input.type(test::DevBackend::email);
         input.press({"Tab"});
         input.type(test::DevBackend::password);
         input.press({"Return"});
+        expect(waitUntil([this] { return scenarios_.backend_.requestCount("pending") > 0; }, limit),
+               "nobody is signed in");
     }
     ~App() {
         process_->signal(SIGTERM);
