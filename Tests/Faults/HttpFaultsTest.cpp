@@ -450,41 +450,48 @@ TEST_F(HttpFaults, A401DuringAValidationOrASearchSignsOut) {
 }
 
 TEST_F(HttpFaults, AValidationThatAnswersAfterTheSignOutChangesNothing) {
+    const std::string oldUser = R"({"id":"u0","email":"old@example.org","accountId":"a0"})";
     for (const char* status : {"200 OK", "401 X", "500 X"}) {
-        ScriptedHttpServer server;
-        World world(server.url(""), {5s, {}});
-        world.storeSignIn();
-        bool isAsked = false;
-        // Goes with the connection.
-        std::weak_ptr<bool> isAnswered;
-        server.onRequest([&](const Request&, Connection connection) {
-            isAsked = true;
-            const auto isSent = std::make_shared<bool>(false);
-            isAnswered = isSent;
-            connection.every(100, [isSent, status, connection]() mutable {
-                connection.send(ScriptedHttpServer::response(
-                    status, R"({"id":"u0","email":"old@example.org","accountId":"a0"})"));
-                *isSent = true;
-                return false;
+        for (const bool isReplaced : {false, true}) {
+            SCOPED_TRACE(std::string(status) + (isReplaced ? ", somebody else is signed in" : ""));
+            ScriptedHttpServer server;
+            World world(server.url(""), {5s, {}});
+            world.storeSignIn();
+            bool isAsked = false;
+            // Goes with the connection.
+            std::weak_ptr<int> answer;
+            server.onRequest([&](const Request&, Connection connection) {
+                isAsked = true;
+                const auto held = std::make_shared<int>();
+                answer = held;
+                connection.every(100, [&oldUser, held, status, connection]() mutable {
+                    connection.send(ScriptedHttpServer::response(status, oldUser));
+                    return false;
+                });
             });
-        });
-        const Handle validation = world.auth.restoreSession();
-        ASSERT_TRUE(runUntil([&] { return isAsked; }));
-        world.auth.logout();
-        // Somebody else signs in.
-        answerProperly(server);
-        world.login();
-        ASSERT_TRUE(world.auth.isAuthenticated.value());
-        // It has come, or nobody waits for it any more.
-        EXPECT_TRUE(runUntil([&] {
-            const auto isSent = isAnswered.lock();
-            return !isSent || *isSent;
-        }));
-        world.poll();
-        ASSERT_TRUE(world.auth.isAuthenticated.value()) << status;
-        EXPECT_EQ(world.auth.user.value()->email, "ada@example.org") << status;
-        EXPECT_EQ(world.keychain.retrieve(KeychainService::Key::accessToken), "access") << status;
-        EXPECT_EQ(world.session.state.value().kind(), SessionState::Kind::sessionFound) << status;
+            bool isTaken = false;
+            const Handle validation = world.auth.restoreSession([&isTaken] { isTaken = true; });
+            ASSERT_TRUE(runUntil([&] { return isAsked; }));
+            world.auth.logout();
+            answerProperly(server);
+            if (isReplaced) {
+                world.login();
+                ASSERT_TRUE(world.auth.isAuthenticated.value());
+            }
+            // It has come, or nobody waits for it any more.
+            EXPECT_TRUE(runUntil([&] { return isTaken || answer.expired(); }));
+            if (!isReplaced) {
+                EXPECT_FALSE(world.auth.isAuthenticated.value());
+                EXPECT_EQ(world.credentials.itemCount(), 0U);
+                EXPECT_EQ(world.userDefaults.size(), 0U);
+                continue;
+            }
+            world.poll();
+            ASSERT_TRUE(world.auth.isAuthenticated.value());
+            EXPECT_EQ(world.auth.user.value()->email, "ada@example.org");
+            EXPECT_EQ(world.keychain.retrieve(KeychainService::Key::accessToken), "access");
+            EXPECT_EQ(world.session.state.value().kind(), SessionState::Kind::sessionFound);
+        }
     }
 }
 
