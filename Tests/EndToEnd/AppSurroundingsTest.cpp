@@ -36,9 +36,17 @@ protected:
         return waitUntil([&] { return (brightness() < 0.5) == isDark; });
     }
     [[nodiscard]] static std::int64_t polls() { return backend().requestCount("pending"); }
-    /// Waits for poll number `number`.
-    static void awaitPoll(std::int64_t number) {
-        EXPECT_TRUE(waitUntil([&] { return polls() >= number; }));
+    using Moment = std::chrono::steady_clock::time_point;
+    /// Waits for poll number `number`; when it had not come yet, by the last look before.
+    static Moment awaitPoll(std::int64_t number) {
+        Moment earliest = std::chrono::steady_clock::now();
+        EXPECT_TRUE(waitUntil([&] {
+            const Moment look = std::chrono::steady_clock::now();
+            const bool hasCome = polls() >= number;
+            earliest = hasCome ? earliest : look;
+            return hasCome;
+        }));
+        return earliest;
     }
     static void arrangeScreens(const std::vector<std::string>& arguments) {
         std::vector<std::string> command{"xrandr"};
@@ -98,12 +106,12 @@ TEST_F(AppSurroundings, AClockThatIsSetChangesTheLogsStampsAndNothingElse) {
     auto poll = polls() + 1;
     startWithPopover();
     signIn();
-    awaitPoll(poll);
+    Moment lastPoll = awaitPoll(poll);
     for (const auto ahead : {std::chrono::hours(72), std::chrono::hours(-72)}) {
-        const auto lastPoll = std::chrono::steady_clock::now();
         clock.set(ahead);
-        awaitPoll(++poll);
+        const Moment next = awaitPoll(++poll);
         EXPECT_GT(std::chrono::steady_clock::now() - lastPoll, milliseconds(2500));
+        lastPoll = next;
         EXPECT_TRUE(app().waitForLog(clock.day())) << app().debugLog();
     }
     EXPECT_TRUE(answersFor(milliseconds(200)));
@@ -120,8 +128,7 @@ TEST_F(AppSurroundings, AfterASleepItPollsOnceAndThenAtItsUsualPace) {
     std::this_thread::sleep_for(milliseconds(3500));
     ASSERT_EQ(polls(), before);
     app().process().signal(SIGCONT);
-    awaitPoll(before + 1);
-    const auto woken = std::chrono::steady_clock::now();
+    const Moment woken = awaitPoll(before + 1);
     awaitPoll(before + 2);
     EXPECT_GT(std::chrono::steady_clock::now() - woken, milliseconds(2500));
     EXPECT_EQ(polls(), before + 2);
