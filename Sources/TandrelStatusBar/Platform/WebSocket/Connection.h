@@ -72,7 +72,6 @@ private:
     void handlePong(const std::string& payload);
     void checkForEnd();
     void writeOutput();
-    [[nodiscard]] bool mayHaveInput() const;
     void lookForInput();
     void sendPing();
     [[nodiscard]] qint64 innerBacklog() const;
