@@ -182,13 +182,14 @@ void Connection::pump() {
 }
 
 void Connection::lookForInput() {
-    // Not by a poll of our own, although that is cheaper: Qt looks after it has encrypted what is
-    // to go out, so that next to nothing comes between that and the write. With a poll before it 22
-    // of 576 close codes that a reset followed were lost with TLS, without it none. Behind a proxy,
-    // a look in vain while an inner socket still writes closes the connection (Qt 6.4.2). What we
-    // write then does not go out before that, so there is time to look later.
+    // Behind a proxy, a look in vain while an inner socket still writes closes the connection
+    // (Qt 6.4.2). What we write then does not go out before that, so there is time to look later.
     const bool isHarmful = isProxied_ && innerBacklog() > 0;
     if (socket_ && !isHarmful && socket_->state() == QAbstractSocket::ConnectedState) {
+        // Not by a poll of our own, although that is cheaper: Qt looks after it has encrypted what
+        // is to go out, so that next to nothing comes between that and the write. With a poll
+        // before it 22 of 576 close codes that a reset followed were lost with TLS, without it
+        // none.
         socket_->waitForReadyRead(0);
     }
 }
