@@ -50,7 +50,8 @@ protected:
     }
 
     /// What the program holds once nothing is under way: threads that stand by for look-ups and the
-    /// like go when they have had nothing to do for half a minute.
+    /// like go when they have had nothing to do for half a minute. Whether it keeps its connection
+    /// for the polls depends on how long ago the last one was.
     static ProcessFootprint atRest(pid_t process) {
         ProcessFootprint footprint;
         EXPECT_TRUE(waitUntil(
@@ -59,7 +60,7 @@ protected:
                 return std::ranges::count(footprint.threads, "Thread (pooled)") == 0;
             },
             seconds(60)));
-        return footprint;
+        return footprint.without(ProcessFootprint::tcpSocket);
     }
 
     /// Does `deed` a tenth as often to fill all caches, then `times` times; the program must hold

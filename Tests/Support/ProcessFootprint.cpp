@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <sys/prctl.h>
@@ -17,8 +18,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The TCP sockets that a process's network knows, as its descriptors name them (proc_pid_net(5)).
+std::set<std::string> tcpSockets(const fs::path& process) {
+    std::set<std::string> sockets;
+    for (const char* table : {"tcp", "tcp6"}) {
+        std::ifstream stream(process / "net" / table);
+        std::string line;
+        std::getline(stream, line); // The headings.
+        while (std::getline(stream, line)) {
+            std::istringstream columns(line);
+            std::string column;
+            for (int number = 0; number < 10; ++number) {
+                columns >> column;
+            }
+            sockets.insert("socket:[" + column + ']');
+        }
+    }
+    return sockets;
+}
+
 /// "socket:[123]" and the like without their number, which is new each time.
-std::string kindOf(const std::string& target) {
+std::string kindOf(const std::string& target, const std::set<std::string>& tcp) {
+    if (tcp.contains(target)) {
+        return std::string(ProcessFootprint::tcpSocket);
+    }
     const auto number = target.find(":[");
     return target.starts_with('/') || number == std::string::npos || !target.ends_with(']') ||
                    target.starts_with("anon_inode")
@@ -71,12 +94,13 @@ void appendMissing(std::string& text, char sign, const std::vector<std::string>&
 ProcessFootprint ProcessFootprint::of(pid_t process) {
     const fs::path folder = fs::path("/proc") / std::to_string(process);
     ProcessFootprint footprint;
+    const std::set<std::string> tcp = tcpSockets(folder);
     for (const fs::path& entry : entriesOf(folder / "fd")) {
         std::error_code error;
         const std::string target = fs::read_symlink(entry, error).string();
         // What looks at this process's own folder is gone by the next look.
         if (!error && target != (folder / "fd").string()) {
-            footprint.descriptors.push_back(kindOf(target));
+            footprint.descriptors.push_back(kindOf(target, tcp));
         }
     }
     for (const fs::path& entry : entriesOf(folder / "task")) {
@@ -92,6 +116,15 @@ ProcessFootprint ProcessFootprint::of(pid_t process) {
 
 ProcessFootprint ProcessFootprint::ofThisProcess() {
     return of(getpid());
+}
+
+ProcessFootprint ProcessFootprint::without(std::string_view descriptor) const {
+    ProcessFootprint rest = *this;
+    const auto found = std::ranges::find(rest.descriptors, descriptor);
+    if (found != rest.descriptors.end()) {
+        rest.descriptors.erase(found);
+    }
+    return rest;
 }
 
 std::string ProcessFootprint::differenceFrom(const ProcessFootprint& earlier) const {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -10,8 +11,10 @@ namespace tandrel::test {
 /// What a process holds at one moment: to be compared with what it held before a story, once all of
 /// the story is over.
 struct ProcessFootprint {
-    /// What each open descriptor leads to, sorted: a path, or the kind ("socket", "pipe") of what
-    /// has none.
+    static constexpr std::string_view tcpSocket = "TCP socket";
+
+    /// What each open descriptor leads to, sorted: a path, or the kind ("socket", "pipe",
+    /// `tcpSocket`) of what has none.
     std::vector<std::string> descriptors;
     /// The names of its threads, sorted.
     std::vector<std::string> threads;
@@ -21,6 +24,9 @@ struct ProcessFootprint {
     /// Of a running process; empty when there is none.
     [[nodiscard]] static ProcessFootprint of(pid_t process);
     [[nodiscard]] static ProcessFootprint ofThisProcess();
+
+    /// The same but for one such descriptor, if there is one: for what comes and goes by itself.
+    [[nodiscard]] ProcessFootprint without(std::string_view descriptor) const;
 
     /// The descriptors and threads that `earlier` did not have, with "+", and those that only it
     /// had, with "-"; empty when both are the same.

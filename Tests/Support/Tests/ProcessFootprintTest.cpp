@@ -43,6 +43,22 @@ TEST(ProcessFootprint, TellsADescriptorThatCameAndOneThatWent) {
     close(pair[1]);
 }
 
+TEST(ProcessFootprint, TellsATcpSocketFromOthersAndLeavesOneOut) {
+    const auto before = ProcessFootprint::ofThisProcess();
+    std::array<int, 2> listening{};
+    for (int& descriptor : listening) {
+        descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(listen(descriptor, 1), 0);
+    }
+    const auto now = ProcessFootprint::ofThisProcess();
+    EXPECT_EQ(now.differenceFrom(before), "+TCP socket +TCP socket");
+    EXPECT_EQ(now.without(ProcessFootprint::tcpSocket).differenceFrom(before), "+TCP socket");
+    EXPECT_EQ(before.without(ProcessFootprint::tcpSocket).differenceFrom(before), "");
+    for (const int descriptor : listening) {
+        close(descriptor);
+    }
+}
+
 TEST(ProcessFootprint, TellsAThreadThatIsLeft) {
     const auto before = ProcessFootprint::ofThisProcess();
     std::mutex mutex;
