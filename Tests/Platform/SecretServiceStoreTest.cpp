@@ -33,6 +33,7 @@ using test::ManualMainQueue;
 using test::PlainSecretService;
 using test::PrivateBus;
 using test::PrivateKeyring;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 using Key = KeychainService::Key;
@@ -177,6 +178,25 @@ TEST_F(SecretServiceStoreTest, TwoProcessesThatSaveAtOnceLeaveExactlyOneItem) {
     keychain_.save("last", Key::accessToken);
     EXPECT_EQ(keyring_.count(service, tokenAccount), 1U);
     EXPECT_EQ(keyring_.lookup(service, tokenAccount), "last");
+}
+
+TEST_F(SecretServiceStoreTest, AnItemThatAnotherProcessDeletesMeanwhileIsNoFailure) {
+    const auto replaceAgainAndAgain = [](SecretServiceStore& store) {
+        for (int time = 0; time < 200; ++time) {
+            EXPECT_THAT(store.remove(service, tokenAccount),
+                        AnyOf(CredentialStatus::success, CredentialStatus::itemNotFound));
+            EXPECT_THAT(store.add(service, tokenAccount, "x"),
+                        AnyOf(CredentialStatus::success, CredentialStatus::duplicateItem));
+            std::string value;
+            EXPECT_THAT(store.copyMatching(service, tokenAccount, value),
+                        AnyOf(CredentialStatus::success, CredentialStatus::itemNotFound));
+        }
+    };
+    SecretServiceStore theirs;
+    std::thread other([&] { replaceAgainAndAgain(theirs); });
+    replaceAgainAndAgain(store_);
+    other.join();
+    EXPECT_EQ(keyring_.count(service, tokenAccount), 1U);
 }
 
 TEST_F(SecretServiceStoreTest, ReadsWhatAnotherProcessSaved) {

@@ -28,6 +28,10 @@ using std::chrono::steady_clock;
 /// which would otherwise ask six times.
 constexpr std::chrono::seconds quietAfterDismissal{10};
 
+/// How often an operation is begun that finds items which are gone by its next step. Each time
+/// another process was quicker, which has come a step further by that.
+constexpr int attemptsAtItems = 10;
+
 /// The schema's name is stored with an item but not searched for: an item with our two attributes
 /// is ours, whichever tool wrote it, and is replaced instead of doubled.
 const SecretSchema* schema() {
@@ -80,6 +84,14 @@ bool meansThatNobodyServes(const glib::Error& error) {
     return std::ranges::any_of(codes, [&](int code) { return error.matches(G_DBUS_ERROR, code); });
 }
 
+/// An item that was found has been deleted since, by another process. (gnome-keyring says so as
+/// D-Bus does of an object that it does not know.)
+bool meansThatAnItemHasGone(const glib::Error& error) {
+    return error.matches(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) ||
+           error.matches(G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
+           error.matches(SECRET_ERROR, SECRET_ERROR_NO_SUCH_OBJECT);
+}
+
 /// What an operation came to; nothing means that it failed with an error.
 using Outcome = std::optional<CredentialStatus>;
 
@@ -95,17 +107,21 @@ public:
     Keyring& operator=(const Keyring&) = delete;
     ~Keyring() {
         const glib::ContextScope scope(context_.get());
-        service_.reset();
-        bus_.reset();
+        disconnect();
     }
 
-    /// Runs `operation`; once more when a connection that stood from earlier turns out to be dead,
-    /// as after a restart of the keyring's daemon.
+    /// Runs `operation`; anew when an item that it found was deleted meanwhile, and once more when a
+    /// connection that stood from earlier turns out to be dead, as after a restart of the keyring's
+    /// daemon.
     CredentialStatus run(const Operation& operation) {
         const glib::ContextScope scope(context_.get());
         const bool hadService = service_ != nullptr;
         Outcome outcome = attempt(operation);
+        for (int count = 1; !outcome && hasItemGone_ && count < attemptsAtItems; ++count) {
+            outcome = attempt(operation);
+        }
         if (!outcome && hadService && !hasTimedOut_) {
+            disconnect();
             outcome = attempt(operation);
         }
         return outcome.value_or(failure_);
@@ -163,19 +179,27 @@ private:
     Outcome attempt(const Operation& operation) {
         glib::Error error;
         hasTimedOut_ = false;
+        hasItemGone_ = false;
         Outcome outcome;
         if (connect(error)) {
             outcome = operation(*service_, error);
+            hasItemGone_ = !outcome && meansThatAnItemHasGone(error);
         }
-        if (!outcome) {
+        if (hasItemGone_) {
+            failure_ = CredentialStatus::unavailable;
+        } else if (!outcome) {
             hasTimedOut_ = error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
             const bool hasBus = bus_ && g_dbus_connection_is_closed(bus_.get()) == FALSE;
             failure_ = hasBus && !meansThatNobodyServes(error) ? CredentialStatus::unavailable
                                                                : CredentialStatus::noStore;
-            service_.reset();
-            bus_.reset();
+            disconnect();
         }
         return outcome;
+    }
+
+    void disconnect() {
+        service_.reset();
+        bus_.reset();
     }
 
     bool connect(glib::Error& error) {
@@ -207,6 +231,7 @@ private:
     ObjectPointer<GDBusConnection> bus_;
     ObjectPointer<SecretService> service_;
     bool hasTimedOut_ = false;
+    bool hasItemGone_ = false;
     /// What the latest failed attempt comes to.
     CredentialStatus failure_ = CredentialStatus::unavailable;
     steady_clock::time_point quietUntil_;
