@@ -110,9 +110,9 @@ public:
         disconnect();
     }
 
-    /// Runs `operation`; anew when an item that it found was deleted meanwhile, and once more when a
-    /// connection that stood from earlier turns out to be dead, as after a restart of the keyring's
-    /// daemon.
+    /// Runs `operation`; anew when an item that it found was deleted meanwhile, and once more when
+    /// a connection that stood from earlier turns out to be dead, as after a restart of the
+    /// keyring's daemon.
     CredentialStatus run(const Operation& operation) {
         const glib::ContextScope scope(context_.get());
         const bool hadService = service_ != nullptr;
