@@ -31,7 +31,7 @@ if(RUN_CLANG_TIDY_PROGRAM)
     # compiler's to give, and g++ has others.
     if(TANDREL_UNITY)
         set(TANDREL_TIDY_CHECKS "-checks=-clang-analyzer-*" -extra-arg=-w)
-        list(APPEND TANDREL_TIDY_FILES "${CMAKE_BINARY_DIR}/Sources/.*/unity_[0-9]+_cxx\\.cxx$")
+        list(APPEND TANDREL_TIDY_FILES "${CMAKE_BINARY_DIR}/(Sources|Tools/Headless)/.*/unity_[0-9]+_cxx\\.cxx$")
     endif()
     add_custom_target(tidy
         COMMAND ${RUN_CLANG_TIDY_PROGRAM} -quiet -p ${CMAKE_BINARY_DIR}
