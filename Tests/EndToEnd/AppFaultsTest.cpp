@@ -90,7 +90,7 @@ TEST_F(AppFaults, AClockThatIsSetBackWhileItStreamsChangesTheLogsStampsAndNothin
     clock.set(-tenYears);
     ASSERT_TRUE(awaitAudio(100));
     EXPECT_EQ(backend().connectionCount(session()), 1);
-    EXPECT_TRUE(interface().showsName(interface().nameStartingWith("Streaming 00:0")));
+    EXPECT_NE(interface().nameStartingWith("Streaming 00:0"), "");
     backend().send("POST", "/dev/sessions/" + session() + "/stream", R"({"action": "reset"})");
     ASSERT_TRUE(waitUntil([&] { return backend().connectionCount(session()) == 2; }));
     ASSERT_TRUE(awaitAudio());
