@@ -106,8 +106,9 @@ Samples atComparisonRate(const Samples& samples, double rate) {
     }
 
     Samples result(samples.size() * to / from);
-    for (std::size_t index = 0; index < result.size(); ++index) {
-        const std::vector<double>& taps = kernels[index % phases];
+    for (std::size_t index = 0, phase = 0; index < result.size(); ++index) {
+        const std::vector<double>& taps = kernels[phase];
+        phase = phase + 1 < phases ? phase + 1 : 0;
         const std::size_t middle = index * from / to;
         const std::size_t first = middle < reach ? reach - middle : 0;
         const std::size_t last = std::min(taps.size(), samples.size() + reach - middle);

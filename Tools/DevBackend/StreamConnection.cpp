@@ -97,13 +97,17 @@ void StreamConnection::reportEnd() {
     if (std::exchange(hasEnded_, true)) {
         return;
     }
-    StreamEnd end;
+    Q_EMIT ended(howItEnded());
+}
+
+StreamEnd StreamConnection::howItEnded() const {
     if (ownCloseCode_) {
-        end = {.by = StreamEnd::By::Server, .code = *ownCloseCode_};
-    } else if (hasClosingHandshake_ && !wasReset_) {
-        end = {.by = StreamEnd::By::Client, .code = webSocket_->closeCode()};
+        return {.by = StreamEnd::By::Server, .code = *ownCloseCode_};
     }
-    Q_EMIT ended(end);
+    if (hasClosingHandshake_ && !wasReset_) {
+        return {.by = StreamEnd::By::Client, .code = webSocket_->closeCode()};
+    }
+    return {};
 }
 
 } // namespace devbackend

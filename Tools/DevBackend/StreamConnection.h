@@ -51,6 +51,7 @@ private:
     void receive(const QByteArray& message);
     void strikeWhenDue();
     void reportEnd();
+    [[nodiscard]] StreamEnd howItEnded() const;
 
     std::unique_ptr<QWebSocket> webSocket_;
     QPointer<QTcpSocket> tcp_;
